@@ -1,0 +1,330 @@
+// Reading an effect file: the line scanner and the declaration handlers.
+//
+// Each handler fills the model and returns the text that the generator makes
+// of what it added; that text replaces the declaration in the processed
+// source. A bad declaration records an error and contributes no text; reading
+// always goes on with the next line.
+#include "effects/ShaderEffectInfo.h"
+
+#include "codegen/iShaderCodeGenerator.h"
+#include "host/CodeParsingUtils.h"
+#include "host/Strings.h"
+
+#include <string_view>
+
+using Text = LightweightString<char>;
+
+namespace {
+
+const char* kDoubleParameterFlags[] = {
+    "SpecifiesPointX", "SpecifiesPointY", "SpecifiesPointZ", "SpecifiesAngle", "SpecifiesBoxL", "SpecifiesBoxB",
+    "SpecifiesBoxR", "SpecifiesBoxT", "SpecifiesNonKeyframableValue", "DisplayAsPercentage", "DisplayAsLiteral",
+    "Hidden", nullptr,
+};
+
+const char* kColourParameterFlags[] = {
+    "SpecifiesColourRange", "SpecifiesColourOffset", "SpecifiesTonalRanges", "SpecifiesColourOnly", "SupportsAlpha",
+    "Hidden", nullptr,
+};
+
+const char* const kFloatSignature = "DeclareFloatParam( ID, Name, Group, Flags, Default, Min, Max )";
+const char* const kIntSignature = "DeclareIntParam( ID, Name, Group, Default, Choices )";
+const char* const kBoolSignature = "DeclareBoolParam( ID, Name, Group, Default )";
+const char* const kColourSignature = "DeclareColourParam( ID, Name, Group, Flags, R, G, B, A )";
+const char* const kEffectSignature = "DeclareQuillframeEffect( Name, Category, Subcategory, Notes, Flags )";
+const char* const kPassSignature = "DeclarePass( Name )";
+const char* const kEntryPointSignature = "DeclareEntryPoint( Name )";
+
+// A line that holds this marker is text that was generated already.
+constexpr std::string_view kGeneratedMarker = "int _QfrmEffectInfo";
+
+std::vector<Text> tableWords(const char** table) {
+    std::vector<Text> words;
+    for (uint8_t i = 0; table[i]; ++i) words.emplace_back(table[i]);
+    return words;
+}
+
+// Splits at every "|"; parts keep their text as written.
+std::vector<std::string_view> splitAtBars(std::string_view s) {
+    std::vector<std::string_view> parts;
+    size_t start = 0;
+    for (;;) {
+        const size_t bar = s.find('|', start);
+        parts.push_back(s.substr(start, bar == std::string_view::npos ? std::string_view::npos : bar - start));
+        if (bar == std::string_view::npos) return parts;
+        start = bar + 1;
+    }
+}
+
+} // namespace
+
+std::vector<Text> ShaderEffectInfo::getDoubleParameterFlags() { return tableWords(kDoubleParameterFlags); }
+std::vector<Text> ShaderEffectInfo::getColourParameterFlags() { return tableWords(kColourParameterFlags); }
+
+Text ShaderEffectInfo::makeTextureName(const Text& name) { return "_" + name; }
+
+void ShaderEffectInfo::recordError(eErrorType kind, const Text& text) {
+    const char* prefix = nullptr;
+    switch (kind) {
+        case eTooManyArguments: prefix = "Too many arguments for "; break;
+        case eTooFewArguments: prefix = "Too few arguments for "; break;
+        case eInvalidParameterFlag: prefix = "Invalid parameter flag : "; break;
+    }
+    if (!prefix) return;
+    errors.push_back({prefix + text, uint16_t(processedSource.size())});
+}
+
+std::vector<Text> ShaderEffectInfo::extractDeclarationArguments(const Text& line) {
+    std::vector<Text> args = CodeParsingUtils::extractDeclarationArguments(line);
+    for (Text& arg : args) {
+        if (arg.empty()) continue;
+        std::string_view v = arg.view();
+        const size_t first = v.find_first_not_of('"');
+        v = first == std::string_view::npos ? std::string_view() : v.substr(first);
+        while (v.ends_with('"')) v.remove_suffix(1);
+        // "kNo..." is the placeholder an author writes for an empty argument.
+        arg = v.starts_with("kNo") ? Text() : (v.size() == arg.size() ? arg : Text(v));
+    }
+    return args;
+}
+
+void ShaderEffectInfo::preProcess() {
+    if (source.empty() || !generator) return;
+    processedSource.reserve(processedSource.size() + source.numLines());
+    auto append = [this](Shader::Lines&& lines) {
+        for (Text& l : lines) processedSource.push_back(std::move(l));
+    };
+
+    for (const Text& line : source.lines()) {
+        const Text trimmed = line.trimmedBlanks();
+        const std::string_view t = trimmed.view();
+        if (t.starts_with(kGeneratedMarker)) {
+            processedSource.clear();
+            break;
+        }
+        if (t.starts_with("#include")) append(handleIncludeDirective(trimmed));
+        else if (t.starts_with("//")) append(generator->generate(Shader::Comment{trimmed}));
+        else if (!t.starts_with("Declare")) append(generator->generate(line));
+        else append(dispatchDeclaration(trimmed));
+    }
+    if (!techniques.empty()) append(generator->generate(techniques));
+}
+
+Shader::Lines ShaderEffectInfo::dispatchDeclaration(const Text& trimmed) {
+    const std::string_view t = trimmed.view();
+    const Args args = extractDeclarationArguments(trimmed);
+    // Prefix tests: a longer keyword is tested before a shorter one it starts with.
+    if (t.starts_with("DeclareQuillframeEffect")) return handleEffectDeclaration(args);
+    if (t.starts_with("DeclareFloatParamAnimated")) return handleFloatParam(args, true);
+    if (t.starts_with("DeclareFloatParam")) return handleFloatParam(args, false);
+    if (t.starts_with("DeclareFloat3Param")) return handleFloat3Param(args);
+    if (t.starts_with("DeclareFloat3x3Param")) return handleFloat3x3Param(args);
+    if (t.starts_with("DeclareInputs")) return handleInputs(args);
+    if (t.starts_with("DeclareInput")) return handleInput(args, Shader::Input::e2D);
+    if (t.starts_with("Declare3DInput")) return handleInput(args, Shader::Input::e3D);
+    if (t.starts_with("DeclareMask")) return handleMask(args);
+    if (t.starts_with("DeclareColourParam")) return handleColourParam(args);
+    if (t.starts_with("DeclareFloat4Param")) return handleColourParam(args);
+    if (t.starts_with("DeclareBoolParam")) return handleBoolParam(args);
+    if (t.starts_with("DeclareIntParam")) return handleIntParam(args);
+    if (t.starts_with("DeclarePass")) return handlePass(args);
+    if (t.starts_with("DeclareEntryPoint")) return handleEntryPoint(args);
+    return {}; // an unknown declaration is dropped
+}
+
+// --- parameters ---
+
+bool ShaderEffectInfo::isAcceptableParamFlag(const Text& flag, const char** table) {
+    for (uint8_t i = 0; table[i]; ++i)
+        if (flag == table[i]) return true;
+    return false;
+}
+
+bool ShaderEffectInfo::checkParameterFlags(const Text& flags, const char** table) {
+    if (flags.empty()) return true;
+    bool allAccepted = true;
+    for (std::string_view part : splitAtBars(flags.view())) {
+        // Blanks around a word are forgiven ("Hidden | SpecifiesAngle").
+        const Text word = Text(part).trimmedBlanks();
+        if (!isAcceptableParamFlag(word, table)) {
+            recordError(eInvalidParameterFlag, word);
+            allAccepted = false;
+        }
+    }
+    return allAccepted;
+}
+
+Shader::Parameter& ShaderEffectInfo::addParameter(const Args& args, iShaderParam::eType type) {
+    params.emplace_back(type, args[0], fromUTF8(args[1]), fromUTF8(args[2]));
+    return params.back();
+}
+
+Shader::Lines ShaderEffectInfo::declareVariableOnly(const Args& args, iShaderParam::eType type) {
+    // A shader variable without a user-visible parameter.
+    return generator->generate(Shader::Parameter(type, args[0], {}, {}));
+}
+
+Shader::Lines ShaderEffectInfo::handleFloatParam(const Args& args, bool animated) {
+    if (args.size() == 1) return declareVariableOnly(args, iShaderParam::eFloat);
+    if (args.size() != 7) {
+        recordError(args.size() <= 7 ? eTooFewArguments : eTooManyArguments, kFloatSignature);
+        return {};
+    }
+    if (!checkParameterFlags(args[3], kDoubleParameterFlags)) return {};
+    Shader::Parameter& p = addParameter(args, iShaderParam::eFloat);
+    p.properties.set("flags", args[3]);
+    p.properties.set("default", doubleFromString(args[4]));
+    p.properties.set("min", doubleFromString(args[5]));
+    p.properties.set("max", doubleFromString(args[6]));
+    p.properties.setInt("animated", animated ? 1 : 0);
+    return generator->generate(p);
+}
+
+Shader::Lines ShaderEffectInfo::handleIntParam(const Args& args) {
+    if (args.size() == 1) return declareVariableOnly(args, iShaderParam::eInt);
+    if (args.size() != 5) {
+        recordError(args.size() <= 5 ? eTooFewArguments : eTooManyArguments, kIntSignature);
+        return {};
+    }
+    Shader::Parameter& p = addParameter(args, iShaderParam::eInt);
+    p.properties.setInt("default", integerFromString(args[3]));
+    p.properties.set("choices", args[4]);
+    return generator->generate(p);
+}
+
+Shader::Lines ShaderEffectInfo::handleBoolParam(const Args& args) {
+    if (args.size() != 4) {
+        // The bound is 5 although the form takes 4: five arguments count as too few.
+        recordError(args.size() <= 5 ? eTooFewArguments : eTooManyArguments, kBoolSignature);
+        return {};
+    }
+    Shader::Parameter& p = addParameter(args, iShaderParam::eBool);
+    p.properties.set("default", equalsIgnoreCase(args[3], "true"));
+    return generator->generate(p);
+}
+
+Shader::Lines ShaderEffectInfo::handleColourParam(const Args& args) {
+    if (args.size() == 1) return declareVariableOnly(args, iShaderParam::eFloat4);
+    if (args.size() != 7 && args.size() != 8) {
+        recordError(args.size() <= 8 ? eTooFewArguments : eTooManyArguments, kColourSignature);
+        return {};
+    }
+    if (!checkParameterFlags(args[3], kColourParameterFlags)) return {};
+    Shader::Parameter& p = addParameter(args, iShaderParam::eFloat4);
+    p.properties.set("flags", args[3]);
+    p.properties.set("c1", doubleFromString(args[4]));
+    p.properties.set("c2", doubleFromString(args[5]));
+    p.properties.set("c3", doubleFromString(args[6]));
+    if (args.size() == 8) p.properties.set("alpha", doubleFromString(args[7]));
+    return generator->generate(p);
+}
+
+Shader::Lines ShaderEffectInfo::handleFloat3Param(const Args& args) {
+    return args.size() == 1 ? declareVariableOnly(args, iShaderParam::eFloat3) : Shader::Lines();
+}
+
+Shader::Lines ShaderEffectInfo::handleFloat3x3Param(const Args& args) {
+    return args.size() == 1 ? declareVariableOnly(args, iShaderParam::eFloat3x3) : Shader::Lines();
+}
+
+// --- effect, inputs, passes ---
+
+Shader::Lines ShaderEffectInfo::handleEffectDeclaration(const Args& args) {
+    if (args.size() != 5) {
+        recordError(args.size() < 5 ? eTooFewArguments : eTooManyArguments, kEffectSignature);
+        return {};
+    }
+    name = args[0];
+    category = args[1];
+    subcategory = args[2];
+    notes = args[3];
+    static constexpr std::pair<std::string_view, uint32_t> kCapWords[] = {
+        {"CanSize", ScaleAware | RotationAware},
+        {"RotationAware", RotationAware},
+        {"ScaleAware", ScaleAware},
+        {"HasMinOutputSize", HasMinOutputSize},
+        {"HasMaxOutputSize", HasMaxOutputSize},
+    };
+    for (std::string_view part : splitAtBars(args[4].view())) {
+        const Text word = Text(part).trimmedBlanks();
+        for (const auto& [capWord, bits] : kCapWords) {
+            if (equalsIgnoreCase(word, capWord)) {
+                caps |= bits;
+                break;
+            }
+        }
+    }
+    return generator->generate(Shader::Header{name, category, subcategory, notes, caps});
+}
+
+Shader::Lines ShaderEffectInfo::handleInput(const Args& args, Shader::Input::eDimension dimension) {
+    if (args.empty()) return {};
+    Shader::Input input;
+    input.textureName = makeTextureName(args[0]);
+    input.name = args[0];
+    input.dimension = dimension;
+    if (args.size() >= 2 && equalsIgnoreCase(args[1], "point")) input.scaling = iShaderEffectBase::Point;
+    if (args.size() == 3) {
+        const std::string_view edge = args[2];
+        if (equalsIgnoreCase(edge, "wrap")) input.edgeMode = iShaderEffectBase::Wrap;
+        else if (equalsIgnoreCase(edge, "border")) input.edgeMode = iShaderEffectBase::Border;
+        else if (equalsIgnoreCase(edge, "mirror")) input.edgeMode = iShaderEffectBase::Mirror;
+    }
+    inputs.push_back(input);
+    return generator->generate(inputs.back());
+}
+
+Shader::Lines ShaderEffectInfo::handleInputs(const Args& args) {
+    Text joined;
+    bool any = false;
+    for (const Text& arg : args) {
+        if (isInternalParameter(arg)) continue;
+        Shader::Input input;
+        input.textureName = makeTextureName(arg);
+        input.name = arg;
+        inputs.push_back(input);
+        for (const Text& l : generator->generate(inputs.back())) joined += l;
+        any = true;
+    }
+    return any ? Shader::Lines{joined} : Shader::Lines();
+}
+
+Shader::Lines ShaderEffectInfo::handleMask(const Args&) {
+    Shader::Input mask;
+    mask.name = "Mask";
+    mask.textureName = makeTextureName("mask");
+    mask.isMask = true;
+    inputs.push_back(mask);
+    return generator->generate(inputs.back());
+}
+
+Shader::Lines ShaderEffectInfo::handlePass(const Args& args) {
+    if (args.size() != 1) {
+        recordError(args.empty() ? eTooFewArguments : eTooManyArguments, kPassSignature);
+        return {};
+    }
+    pendingPasses.emplace_back(args[0], args[0] + "_pass", makeTextureName(args[0]));
+    return generator->generate(pendingPasses.back(), true);
+}
+
+Shader::Lines ShaderEffectInfo::handleEntryPoint(const Args& args) {
+    if (args.size() >= 2) {
+        recordError(eTooManyArguments, kEntryPointSignature);
+        return {};
+    }
+    const Text entry = args.empty() ? Text("QfMain") : args[0];
+    // The entry point closes a technique: the passes since the last one, then itself.
+    techniques.emplace_back();
+    techniques.back().passes = std::move(pendingPasses);
+    pendingPasses.clear();
+    techniques.back().passes.emplace_back(entry, Text(), Text());
+    return generator->generate(techniques.back().passes.back(), false);
+}
+
+Shader::Lines ShaderEffectInfo::handleIncludeDirective(const Text& line) {
+    const size_t open = line.find('"');
+    if (open == Text::npos) return {};
+    const size_t close = line.find('"', open + 1);
+    if (close == Text::npos) return {};
+    return generator->generate(Shader::Include{line.substr(open + 1, close - open - 1)});
+}

@@ -1,0 +1,137 @@
+// LightweightString: the host's reference-counted string.
+//
+// Copies share one immutable buffer through an atomic reference count, so
+// handing strings between threads and into model records costs one increment.
+// Every mutating operation copies the buffer first when it is shared. A null
+// string (no buffer) and an empty string compare equal everywhere; c_str()
+// of a null string is "".
+//
+// Narrow strings hold UTF-8 (identifiers, generated code, effect names); wide
+// strings hold UTF-32 (paths, user-visible texts).
+#pragma once
+
+#include <atomic>
+#include <compare>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+
+template <typename CharT>
+class LightweightString {
+public:
+    using value_type = CharT;
+    using view_type = std::basic_string_view<CharT>;
+    using std_type = std::basic_string<CharT>;
+    static constexpr size_t npos = std_type::npos;
+
+    LightweightString() = default;
+    LightweightString(const CharT* s) { if (s) assign(view_type(s)); }
+    LightweightString(const CharT* s, size_t n) { assign(view_type(s, n)); }
+    LightweightString(view_type s) { assign(s); }
+    LightweightString(const std_type& s) { assign(view_type(s)); }
+    LightweightString(std_type&& s) { if (!s.empty()) rep_ = new Rep{{1}, std::move(s)}; }
+    LightweightString(size_t count, CharT c) { if (count) rep_ = new Rep{{1}, std_type(count, c)}; }
+
+    LightweightString(const LightweightString& o) noexcept : rep_(o.rep_) { retain(); }
+    LightweightString(LightweightString&& o) noexcept : rep_(o.rep_) { o.rep_ = nullptr; }
+    LightweightString& operator=(const LightweightString& o) noexcept {
+        if (rep_ != o.rep_) { Rep* old = rep_; rep_ = o.rep_; retain(); release(old); }
+        return *this;
+    }
+    LightweightString& operator=(LightweightString&& o) noexcept {
+        if (this != &o) { release(rep_); rep_ = o.rep_; o.rep_ = nullptr; }
+        return *this;
+    }
+    ~LightweightString() { release(rep_); }
+
+    // --- reading ---
+    bool isNull() const noexcept { return rep_ == nullptr; }
+    bool empty() const noexcept { return size() == 0; }
+    size_t size() const noexcept { return rep_ ? rep_->s.size() : 0; }
+    size_t length() const noexcept { return size(); }
+    const CharT* c_str() const noexcept { return rep_ ? rep_->s.c_str() : emptyText(); }
+    const CharT* data() const noexcept { return c_str(); }
+    view_type view() const noexcept { return rep_ ? view_type(rep_->s) : view_type(); }
+    operator view_type() const noexcept { return view(); }
+    std_type str() const { return std_type(view()); }
+    CharT operator[](size_t i) const noexcept { return rep_->s[i]; }
+    const CharT* begin() const noexcept { return c_str(); }
+    const CharT* end() const noexcept { return c_str() + size(); }
+
+    bool startsWith(view_type prefix) const noexcept { return view().starts_with(prefix); }
+    bool endsWith(view_type suffix) const noexcept { return view().ends_with(suffix); }
+    size_t find(view_type what, size_t from = 0) const noexcept { return view().find(what, from); }
+    size_t find(CharT c, size_t from = 0) const noexcept { return view().find(c, from); }
+    LightweightString substr(size_t pos, size_t n = npos) const {
+        if (pos >= size()) return {};
+        if (pos == 0 && n >= size()) return *this;
+        return LightweightString(view().substr(pos, n));
+    }
+    // Removes leading and trailing blanks (code 0x20 only: tabs are kept).
+    LightweightString trimmedBlanks() const {
+        const view_type v = view();
+        const size_t first = v.find_first_not_of(CharT(' '));
+        if (first == view_type::npos) return {};
+        const size_t last = v.find_last_not_of(CharT(' '));
+        return substr(first, last - first + 1);
+    }
+
+    // --- building ---
+    LightweightString& operator+=(view_type s) { if (!s.empty()) { mutableString().append(s); } return *this; }
+    LightweightString& operator+=(const CharT* s) { return *this += view_type(s); }
+    LightweightString& operator+=(const LightweightString& s) { return *this += s.view(); }
+    LightweightString& operator+=(CharT c) { mutableString().push_back(c); return *this; }
+    void reserve(size_t n) { mutableString().reserve(n); }
+    void clear() { release(rep_); rep_ = nullptr; }
+
+    friend LightweightString operator+(const LightweightString& a, view_type b) {
+        std_type s; s.reserve(a.size() + b.size()); s.append(a.view()); s.append(b);
+        return LightweightString(std::move(s));
+    }
+    friend LightweightString operator+(const LightweightString& a, const LightweightString& b) { return a + b.view(); }
+    friend LightweightString operator+(const LightweightString& a, const CharT* b) { return a + view_type(b); }
+    friend LightweightString operator+(const CharT* a, const LightweightString& b) { return LightweightString(a) + b.view(); }
+    friend LightweightString operator+(const LightweightString& a, CharT c) { LightweightString r(a); r += c; return r; }
+    friend LightweightString operator+(CharT c, const LightweightString& b) { LightweightString r(1, c); r += b; return r; }
+
+    // --- comparing (null == empty) ---
+    friend bool operator==(const LightweightString& a, const LightweightString& b) noexcept { return a.view() == b.view(); }
+    friend bool operator==(const LightweightString& a, const CharT* b) noexcept { return a.view() == view_type(b ? b : emptyText()); }
+    friend std::strong_ordering operator<=>(const LightweightString& a, const LightweightString& b) noexcept { return a.view() <=> b.view(); }
+
+private:
+    struct Rep {
+        std::atomic<int> refs;
+        std_type s;
+    };
+    static const CharT* emptyText() noexcept { static const CharT e[1] = {CharT(0)}; return e; }
+    void assign(view_type s) { if (!s.empty()) rep_ = new Rep{{1}, std_type(s)}; }
+    void retain() noexcept { if (rep_) rep_->refs.fetch_add(1, std::memory_order_relaxed); }
+    static void release(Rep* r) noexcept {
+        if (r && r->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete r;
+    }
+    // Gives a string that this object alone owns (copy-on-write).
+    std_type& mutableString() {
+        if (!rep_) {
+            rep_ = new Rep{{1}, std_type()};
+        } else if (rep_->refs.load(std::memory_order_acquire) != 1) {
+            Rep* copy = new Rep{{1}, rep_->s};
+            release(rep_);
+            rep_ = copy;
+        }
+        return rep_->s;
+    }
+
+    Rep* rep_ = nullptr;
+};
+
+using NarrowString = LightweightString<char>;
+using WideString = LightweightString<wchar_t>;
+
+template <typename CharT>
+struct std::hash<LightweightString<CharT>> {
+    size_t operator()(const LightweightString<CharT>& s) const noexcept {
+        return std::hash<std::basic_string_view<CharT>>()(s.view());
+    }
+};

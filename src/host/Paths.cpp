@@ -1,0 +1,62 @@
+#include "Paths.h"
+
+#include "Strings.h"
+
+#include <cstdlib>
+#include <mutex>
+
+#ifndef QFFX_DEFAULT_SHADERS_DIR
+#define QFFX_DEFAULT_SHADERS_DIR "resources/shaders/"
+#endif
+
+namespace {
+std::mutex g_dirsMutex;
+LightweightString<wchar_t> g_shadersOverride;
+} // namespace
+
+LightweightString<wchar_t> withTrailingSeparator(const LightweightString<wchar_t>& dir) {
+    if (dir.empty() || dir.endsWith(L"/")) return dir;
+    return dir + L'/';
+}
+
+LightweightString<wchar_t> getShadersDir() {
+    {
+        std::lock_guard<std::mutex> lock(g_dirsMutex);
+        if (!g_shadersOverride.empty()) return g_shadersOverride;
+    }
+    if (const char* env = std::getenv("QFFX_SHADERS_DIR"); env && *env)
+        return withTrailingSeparator(fromUTF8(env));
+    return withTrailingSeparator(fromUTF8(QFFX_DEFAULT_SHADERS_DIR));
+}
+
+void setShadersDir(const LightweightString<wchar_t>& dir) {
+    std::lock_guard<std::mutex> lock(g_dirsMutex);
+    g_shadersOverride = withTrailingSeparator(dir);
+}
+
+LightweightString<wchar_t> joinPaths(const LightweightString<wchar_t>& dir, const LightweightString<wchar_t>& name) {
+    if (dir.empty()) return name;
+    if (name.empty()) return dir;
+    const bool dirSep = dir.endsWith(L"/");
+    const bool nameSep = name.startsWith(L"/");
+    if (dirSep && nameSep) return dir + name.substr(1);
+    if (dirSep || nameSep) return dir + name;
+    return dir + L'/' + name;
+}
+
+LightweightString<wchar_t> stripPath(const LightweightString<wchar_t>& path) {
+    const size_t slash = path.view().rfind(L'/');
+    return slash == std::wstring_view::npos ? path : path.substr(slash + 1);
+}
+
+LightweightString<wchar_t> stripPathAndExt(const LightweightString<wchar_t>& path) {
+    const LightweightString<wchar_t> name = stripPath(path);
+    const size_t dot = name.view().rfind(L'.');
+    return (dot == std::wstring_view::npos || dot == 0) ? name : name.substr(0, dot);
+}
+
+LightweightString<wchar_t> getExtension(const LightweightString<wchar_t>& path) {
+    const LightweightString<wchar_t> name = stripPath(path);
+    const size_t dot = name.view().rfind(L'.');
+    return (dot == std::wstring_view::npos || dot == 0) ? LightweightString<wchar_t>() : name.substr(dot + 1);
+}

@@ -1,0 +1,35 @@
+// Text helpers of the host: UTF conversion, case folding and the one number
+// formatter family used by every code generator.
+#pragma once
+
+#include "LightweightString.h"
+
+#include <cstdint>
+
+// UTF-32 -> UTF-8. Code points that are not valid Unicode become U+FFFD.
+LightweightString<char> toUTF8(const LightweightString<wchar_t>& wide);
+// UTF-8 -> UTF-32. Malformed sequences become U+FFFD, one per bad byte.
+LightweightString<wchar_t> fromUTF8(const LightweightString<char>& utf8);
+
+// ASCII case folding (A-Z only for narrow text, the C library's for wide).
+LightweightString<char> toLower(const LightweightString<char>& s);
+LightweightString<wchar_t> toLower(const LightweightString<wchar_t>& s);
+bool equalsIgnoreCase(std::string_view a, std::string_view b) noexcept;
+bool startsWithIgnoreCase(std::string_view s, std::string_view prefix) noexcept;
+
+// Plain decimal, a minus sign for negatives.
+LightweightString<char> StringFromInteger(int64_t value);
+// The shortest text that reads back as the same double ("0.5", "1", "1e+20").
+LightweightString<char> StringFromFloat(double value);
+
+// The standard decimal-text conversions: the longest leading number is taken,
+// text that does not begin with one gives 0. Leading blanks are skipped.
+double doubleFromString(std::string_view s) noexcept;
+int64_t integerFromString(std::string_view s) noexcept;
+
+namespace Qf {
+// At most `places` decimals (rounded); with `trim`, trailing zeros and then a
+// trailing point are removed. Never writes "-0": 0.000001 with 5 places is "0".
+LightweightString<wchar_t> WStringFromFloat(double value, int places, bool trim);
+LightweightString<wchar_t> WStringFromInteger(int64_t value);
+} // namespace Qf

@@ -1,0 +1,54 @@
+#include "configb.h"
+
+int configb::indexOf(const LightweightString<char>& key) const {
+    for (size_t i = 0; i < entries_.size(); ++i)
+        if (entries_[i].key == key) return int(i);
+    return -1;
+}
+
+void configb::put(const LightweightString<char>& key, Value value) {
+    const int i = indexOf(key);
+    if (i >= 0) entries_[size_t(i)].value = std::move(value);
+    else entries_.push_back({key, std::move(value)});
+    if (owner_) owner_->setDirty();
+}
+
+bool configb::remove(const LightweightString<char>& key) {
+    const int i = indexOf(key);
+    if (i < 0) return false;
+    entries_.erase(entries_.begin() + i);
+    if (owner_) owner_->setDirty();
+    return true;
+}
+
+int configb::in(const LightweightString<char>& key, LightweightString<char>& out) const {
+    const int i = indexOf(key);
+    if (i < 0) return -1;
+    if (const auto* s = std::get_if<LightweightString<char>>(&entries_[size_t(i)].value)) {
+        out = *s;
+        return i;
+    }
+    return -1;
+}
+
+template <typename Number>
+int configb::readNumber(const LightweightString<char>& key, Number& out) const {
+    const int i = indexOf(key);
+    if (i < 0) return -1;
+    const Value& v = entries_[size_t(i)].value;
+    if (const auto* d = std::get_if<double>(&v)) out = Number(*d);
+    else if (const auto* n = std::get_if<int64_t>(&v)) out = Number(*n);
+    else if (const auto* b = std::get_if<bool>(&v)) out = Number(*b ? 1 : 0);
+    else return -1;
+    return i;
+}
+
+int configb::in(const LightweightString<char>& key, double& out) const { return readNumber(key, out); }
+int configb::in(const LightweightString<char>& key, int& out) const { return readNumber(key, out); }
+int configb::in(const LightweightString<char>& key, int64_t& out) const { return readNumber(key, out); }
+int configb::in(const LightweightString<char>& key, bool& out) const {
+    double d = 0;
+    const int i = readNumber(key, d);
+    if (i >= 0) out = d != 0;
+    return i;
+}

@@ -1,0 +1,11 @@
+// The qffx subcommands. Each takes the arguments after its name and returns
+// the process exit status: 0 success, 1 the effect has errors, 2 bad usage
+// or an unreadable file.
+#pragma once
+
+#include <string>
+#include <vector>
+
+using CommandArgs = std::vector<std::string>;
+
+int runGenerate(const CommandArgs& args);

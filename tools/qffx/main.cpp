@@ -1,0 +1,46 @@
+// qffx: the command-line tool over the effects library.
+#include "Commands.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+const char* const kUsage =
+    "usage: qffx <command> [options]\n"
+    "\n"
+    "Commands:\n"
+    "  generate   read an effect file and print the shader text that compiling it\n"
+    "             would hand to the GPU service (Cg or GLSL)\n"
+    "\n"
+    "Run 'qffx <command> --help' for the options of a command.\n"
+    "The effects directory is the embedded resources/shaders/ unless --shaders DIR\n"
+    "or the environment variable QFFX_SHADERS_DIR names another.\n";
+
+struct Command {
+    std::string_view name;
+    int (*run)(const CommandArgs&);
+};
+
+constexpr Command kCommands[] = {
+    {"generate", runGenerate},
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        std::fputs(kUsage, stderr);
+        return 2;
+    }
+    const std::string_view command = argv[1];
+    if (command == "--help" || command == "-h" || command == "help") {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    for (const Command& c : kCommands)
+        if (c.name == command) return c.run(CommandArgs(argv + 2, argv + argc));
+    std::fprintf(stderr, "qffx: unknown command '%s'\n\n%s", argv[1], kUsage);
+    return 2;
+}
