@@ -228,11 +228,15 @@ Shader::Lines CgCodeGenerator::generate(const Shader::Function& f, bool isRender
                              Shader::Input::e2D);
         name = name + "_pass";
     }
-    line += "float4 " + name + "(";
-    for (int i = 0; i <= 8; ++i) {
-        const Text n = StringFromInteger(i);
-        line += "float2 uv" + n + " : TEXCOORD" + n + (i < 8 ? "," : "): COLOR");
-    }
+    // Every pass function receives all nine texture coordinates.
+    static const std::string_view kParameters =
+        "float2 uv0 : TEXCOORD0,float2 uv1 : TEXCOORD1,float2 uv2 : TEXCOORD2,float2 uv3 : TEXCOORD3,"
+        "float2 uv4 : TEXCOORD4,float2 uv5 : TEXCOORD5,float2 uv6 : TEXCOORD6,float2 uv7 : TEXCOORD7,"
+        "float2 uv8 : TEXCOORD8): COLOR";
+    line += "float4 ";
+    line += name;
+    line += '(';
+    line += kParameters;
     return {line};
 }
 

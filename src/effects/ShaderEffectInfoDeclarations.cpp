@@ -96,16 +96,19 @@ void ShaderEffectInfo::preProcess() {
     };
 
     for (const Text& line : source.lines()) {
-        const Text trimmed = line.trimmedBlanks();
-        const std::string_view t = trimmed.view();
+        // All tests are prefix tests on the line without its surrounding
+        // blanks (0x20 only); the trimmed copy is made only when it is used.
+        std::string_view t = line.view();
+        const size_t first = t.find_first_not_of(' ');
+        t = first == std::string_view::npos ? std::string_view() : t.substr(first, t.find_last_not_of(' ') - first + 1);
         if (t.starts_with(kGeneratedMarker)) {
             processedSource.clear();
             break;
         }
-        if (t.starts_with("#include")) append(handleIncludeDirective(trimmed));
-        else if (t.starts_with("//")) append(generator->generate(Shader::Comment{trimmed}));
+        if (t.starts_with("#include")) append(handleIncludeDirective(Text(t)));
+        else if (t.starts_with("//")) append(generator->generate(Shader::Comment{Text(t)}));
         else if (!t.starts_with("Declare")) append(generator->generate(line));
-        else append(dispatchDeclaration(trimmed));
+        else append(dispatchDeclaration(Text(t)));
     }
     if (!techniques.empty()) append(generator->generate(techniques));
 }
