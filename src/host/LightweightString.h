@@ -55,7 +55,8 @@ public:
     view_type view() const noexcept { return rep_ ? view_type(rep_->s) : view_type(); }
     operator view_type() const noexcept { return view(); }
     std_type str() const { return std_type(view()); }
-    CharT operator[](size_t i) const noexcept { return rep_->s[i]; }
+    // Index size() reads the terminating 0, for a null string too.
+    CharT operator[](size_t i) const noexcept { return c_str()[i]; }
     const CharT* begin() const noexcept { return c_str(); }
     const CharT* end() const noexcept { return c_str() + size(); }
 

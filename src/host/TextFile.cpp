@@ -3,7 +3,6 @@
 #include "Strings.h"
 
 #include <fstream>
-#include <sstream>
 
 bool TextFile::load(const LightweightString<wchar_t>& path) {
     lines_.clear();
@@ -11,13 +10,13 @@ bool TextFile::load(const LightweightString<wchar_t>& path) {
     loaded_ = false;
     std::ifstream in(toUTF8(path).c_str(), std::ios::binary);
     if (!in) return false;
+    // Read in blocks rather than by the size that seeking reports: a
+    // directory opens fine on Linux and claims an enormous size, and only the
+    // read itself fails (badbit).
     std::string text;
-    in.seekg(0, std::ios::end);
-    const std::streamoff size = in.tellg();
-    if (size < 0) return false;
-    text.resize(size_t(size));
-    in.seekg(0);
-    if (size > 0 && !in.read(text.data(), size)) return false;
+    char block[16384];
+    while (in.read(block, sizeof block) || in.gcount() > 0) text.append(block, size_t(in.gcount()));
+    if (in.bad()) return false;
     split(text);
     loaded_ = true;
     return true;

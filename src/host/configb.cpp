@@ -1,5 +1,10 @@
 #include "configb.h"
 
+#include <cmath>
+#include <limits>
+#include <type_traits>
+#include <utility>
+
 int configb::indexOf(const LightweightString<char>& key) const {
     for (size_t i = 0; i < entries_.size(); ++i)
         if (entries_[i].key == key) return int(i);
@@ -31,13 +36,34 @@ int configb::in(const LightweightString<char>& key, LightweightString<char>& out
     return -1;
 }
 
+namespace {
+
+// Converts a stored number to the caller's type. Integers saturate at their
+// range and NaN reads as 0: a plain cast of an out-of-range real is undefined.
+template <typename Number, typename Source>
+Number convertNumber(Source value) {
+    if constexpr (std::is_integral_v<Number>) {
+        using Limits = std::numeric_limits<Number>;
+        if constexpr (std::is_floating_point_v<Source>) {
+            if (std::isnan(value)) return 0;
+            if (value >= Source(Limits::max())) return Limits::max();
+            if (value <= Source(Limits::min())) return Limits::min();
+        } else if (!std::in_range<Number>(value)) {
+            return value < 0 ? Limits::min() : Limits::max();
+        }
+    }
+    return Number(value);
+}
+
+} // namespace
+
 template <typename Number>
 int configb::readNumber(const LightweightString<char>& key, Number& out) const {
     const int i = indexOf(key);
     if (i < 0) return -1;
     const Value& v = entries_[size_t(i)].value;
-    if (const auto* d = std::get_if<double>(&v)) out = Number(*d);
-    else if (const auto* n = std::get_if<int64_t>(&v)) out = Number(*n);
+    if (const auto* d = std::get_if<double>(&v)) out = convertNumber<Number>(*d);
+    else if (const auto* n = std::get_if<int64_t>(&v)) out = convertNumber<Number>(*n);
     else if (const auto* b = std::get_if<bool>(&v)) out = Number(*b ? 1 : 0);
     else return -1;
     return i;

@@ -4,7 +4,9 @@
 // keep their insertion order; setting an existing key replaces its value.
 // in(key, out) gives the key's index, or -1 when the key is absent, in which
 // case `out` is left as it was (callers pre-load their default). Numbers and
-// bools convert into one another on reading; a string reads only as a string.
+// bools convert into one another on reading (a real read as an integer is
+// truncated, saturating at the integer's range; NaN reads as 0); a string
+// reads only as a string.
 #pragma once
 
 #include "LightweightString.h"
