@@ -1,0 +1,233 @@
+#include "HostImage.h"
+
+#include "OS.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <new>
+
+uint16_t halfFromFloat(float value) {
+    uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    const uint16_t sign = uint16_t((bits >> 16) & 0x8000u);
+    const uint32_t magnitude = bits & 0x7fffffffu;
+    if (magnitude >= 0x7f800000u) // infinity, or NaN kept quiet
+        return uint16_t(sign | 0x7c00u | (magnitude > 0x7f800000u ? 0x200u : 0u));
+    if (magnitude >= 0x477ff000u) // 65520 and above round to infinity
+        return uint16_t(sign | 0x7c00u);
+    if (magnitude >= 0x38800000u) { // normal half: rebias the exponent, round off 13 bits
+        uint32_t h = (magnitude - 0x38000000u) >> 13;
+        const uint32_t rest = magnitude & 0x1fffu;
+        if (rest > 0x1000u || (rest == 0x1000u && (h & 1u))) ++h;
+        return uint16_t(sign | h);
+    }
+    // Subnormal half: the value in units of 2^-24.
+    const uint32_t exponent = magnitude >> 23;
+    const uint32_t shift = 126u - exponent;
+    if (shift > 24) return sign;
+    const uint32_t mantissa = (magnitude & 0x7fffffu) | 0x800000u;
+    uint32_t h = mantissa >> shift;
+    const uint32_t rest = mantissa & ((1u << shift) - 1u);
+    const uint32_t halfway = 1u << (shift - 1);
+    if (rest > halfway || (rest == halfway && (h & 1u))) ++h;
+    return uint16_t(sign | h);
+}
+
+float floatFromHalf(uint16_t half) {
+    const uint32_t sign = uint32_t(half & 0x8000u) << 16;
+    const uint32_t exponent = (half >> 10) & 0x1fu;
+    const uint32_t mantissa = half & 0x3ffu;
+    if (exponent == 0) {
+        const float v = std::ldexp(float(mantissa), -24);
+        return sign ? -v : v;
+    }
+    const uint32_t bits = exponent == 31 ? (sign | 0x7f800000u | (mantissa << 13))
+                                         : (sign | ((exponent + 112u) << 23) | (mantissa << 13));
+    float v;
+    std::memcpy(&v, &bits, sizeof v);
+    return v;
+}
+
+namespace {
+
+float unitClamp(float v) { return std::isnan(v) ? 0.0f : std::clamp(v, 0.0f, 1.0f); }
+
+} // namespace
+
+RGBAf readTexel(iGPUImage::eFormat format, const void* texel) {
+    RGBAf out{};
+    switch (format) {
+        case iGPUImage::eRGBA8: {
+            const auto* p = static_cast<const uint8_t*>(texel);
+            for (int i = 0; i < 4; ++i) out[size_t(i)] = float(p[i]) / 255.0f;
+            break;
+        }
+        case iGPUImage::eRGBA16: {
+            uint16_t c[4];
+            std::memcpy(c, texel, sizeof c);
+            for (int i = 0; i < 4; ++i) out[size_t(i)] = float(c[i]) / 65535.0f;
+            break;
+        }
+        case iGPUImage::eRGBA16F: {
+            uint16_t c[4];
+            std::memcpy(c, texel, sizeof c);
+            for (int i = 0; i < 4; ++i) out[size_t(i)] = floatFromHalf(c[i]);
+            break;
+        }
+        case iGPUImage::eRGBA32F:
+            std::memcpy(out.data(), texel, sizeof(float) * 4);
+            break;
+    }
+    return out;
+}
+
+void writeTexel(iGPUImage::eFormat format, const RGBAf& value, void* texel) {
+    switch (format) {
+        case iGPUImage::eRGBA8: {
+            auto* p = static_cast<uint8_t*>(texel);
+            for (int i = 0; i < 4; ++i) p[i] = uint8_t(std::lround(unitClamp(value[size_t(i)]) * 255.0f));
+            break;
+        }
+        case iGPUImage::eRGBA16: {
+            uint16_t c[4];
+            for (int i = 0; i < 4; ++i) c[i] = uint16_t(std::lround(unitClamp(value[size_t(i)]) * 65535.0f));
+            std::memcpy(texel, c, sizeof c);
+            break;
+        }
+        case iGPUImage::eRGBA16F: {
+            uint16_t c[4];
+            for (int i = 0; i < 4; ++i) c[i] = halfFromFloat(value[size_t(i)]);
+            std::memcpy(texel, c, sizeof c);
+            break;
+        }
+        case iGPUImage::eRGBA32F:
+            std::memcpy(texel, value.data(), sizeof(float) * 4);
+            break;
+    }
+}
+
+// --- HostImage ---
+
+HostImage::HostImage(XY<int> size, eFormat format)
+    : size_(size), format_(format), pixels_(size_t(size.x) * size_t(size.y) * (bitsPerTexel(format) / 8)) {}
+
+Ptr<HostImage> HostImage::create(XY<int> size, eFormat format) {
+    if (size.x < 1 || size.y < 1 || size.x > kMaxDimension || size.y > kMaxDimension) return nullptr;
+    if (bitsPerTexel(format) == 0) return nullptr;
+    if (size_t(size.x) * size_t(size.y) * (bitsPerTexel(format) / 8) > kMaxBytes) return nullptr;
+    try {
+        return Ptr<HostImage>(new HostImage(size, format));
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+Ptr<HostImage> HostImage::fromGPUImage(const iGPUImage& image) {
+    if (image.is3D()) return nullptr;
+    Ptr<HostImage> host = create(image.getSize(), image.getFormat());
+    if (!host || !host->readBackFrom(image)) return nullptr;
+    return host;
+}
+
+Ptr<HostImage> HostImage::convertedTo(eFormat format) const {
+    Ptr<HostImage> out = create(size_, format);
+    if (!out) return nullptr;
+    if (format == format_) {
+        std::memcpy(out->data(), data(), pixels_.size());
+        return out;
+    }
+    for (int y = 0; y < size_.y; ++y)
+        for (int x = 0; x < size_.x; ++x) out->setTexel(x, y, getTexel(x, y));
+    return out;
+}
+
+bool HostImage::matches(const iGPUImage& image) const {
+    return !image.is3D() && image.getSize() == size_ && image.getFormat() == format_;
+}
+
+bool HostImage::uploadTo(iGPUImage& image) const {
+    return matches(image) && image.upload(data(), getStride());
+}
+
+bool HostImage::readBackFrom(const iGPUImage& image) {
+    return matches(image) && image.readBack(data(), getStride());
+}
+
+Ptr<iGPUImage> HostImage::createGPUImage(iGPUService& gpu) const {
+    Ptr<iGPUImage> image = gpu.createImage(size_, format_);
+    if (!image || !uploadTo(*image)) return nullptr;
+    return image;
+}
+
+// --- HostImage3D ---
+
+HostImage3D::HostImage3D(int width, int height, int depth, int channels)
+    : width_(width), height_(height), depth_(depth), channels_(channels),
+      values_(size_t(width) * size_t(height) * size_t(depth) * size_t(channels)) {}
+
+Ptr<HostImage3D> HostImage3D::create(int width, int height, int depth, int channels) {
+    if (channels != 3 && channels != 4) return nullptr;
+    for (int side : {width, height, depth})
+        if (side < 1 || side > kMaxDimension) return nullptr;
+    if (size_t(width) * size_t(height) * size_t(depth) > kMaxTexels) return nullptr;
+    try {
+        return Ptr<HostImage3D>(new HostImage3D(width, height, depth, channels));
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+Ptr<HostImage3D> HostImage3D::fromGPUImage(const iGPUImage& image, int channels) {
+    if (!image.is3D()) return nullptr;
+    Ptr<HostImage3D> host = create(image.getSize().x, image.getSize().y, image.getDepth(), channels);
+    if (!host || !host->readBackFrom(image)) return nullptr;
+    return host;
+}
+
+bool HostImage3D::matches(const iGPUImage& image) const {
+    return image.is3D() && image.getSize() == XY<int>(width_, height_) && image.getDepth() == depth_;
+}
+
+bool HostImage3D::uploadTo(iGPUImage& image) const {
+    if (!matches(image)) return false;
+    if (channels_ == 4 && image.getFormat() == iGPUImage::eRGBA32F) return image.upload(values_.data());
+    const unsigned texelBytes = image.texelBytes();
+    std::vector<uint8_t> staging;
+    try {
+        staging.resize(getNumTexels() * texelBytes);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    const float* in = values_.data();
+    for (size_t i = 0; i < getNumTexels(); ++i, in += channels_) {
+        const RGBAf texel{in[0], in[1], in[2], channels_ == 4 ? in[3] : 1.0f};
+        writeTexel(image.getFormat(), texel, staging.data() + i * texelBytes);
+    }
+    return image.upload(staging.data());
+}
+
+bool HostImage3D::readBackFrom(const iGPUImage& image) {
+    if (!matches(image)) return false;
+    if (channels_ == 4 && image.getFormat() == iGPUImage::eRGBA32F) return image.readBack(values_.data());
+    const unsigned texelBytes = image.texelBytes();
+    std::vector<uint8_t> staging;
+    try {
+        staging.resize(getNumTexels() * texelBytes);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    if (!image.readBack(staging.data())) return false;
+    float* out = values_.data();
+    for (size_t i = 0; i < getNumTexels(); ++i, out += channels_) {
+        const RGBAf texel = readTexel(image.getFormat(), staging.data() + i * texelBytes);
+        std::copy_n(texel.begin(), channels_, out);
+    }
+    return true;
+}
+
+Ptr<iGPUImage> HostImage3D::createGPUImage(iGPUService& gpu, iGPUImage::eFormat format) const {
+    Ptr<iGPUImage> image = gpu.create3DImage(width_, height_, depth_, format);
+    if (!image || !uploadTo(*image)) return nullptr;
+    return image;
+}
