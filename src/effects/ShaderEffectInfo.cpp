@@ -125,6 +125,9 @@ ShaderCompilationOutput ShaderEffectInfo::compile(Ptr<iShaderCodeGenerator> gen)
     ShaderDefinitions definitions = specialParameterDefinitions();
 
     iGPUService* gpu = OS()->gpu();
+    // Text read earlier (read()) keeps the generator that wrote it: the GLSL
+    // pass map lives in that generator.
+    if (!gen && !processedSource.empty()) gen = generator;
     generator = gen ? gen : generatorForLanguage(gpu ? gpu->getShadingLanguage() : 0);
     if (processedSource.empty()) preProcess();
 
@@ -177,8 +180,9 @@ void ShaderEffectInfo::setShader(const Ptr<iShaderEffect>& compiled) {
     params.clear();
     if (!shader) return;
     caps = getCaps(shader);
-    for (uint16_t i = 0;; ++i) {
-        const Ptr<iShaderParam> p = shader->getParam(i);
+    // Indices are 16-bit: the scan ends after index 65535 whatever that parameter is.
+    for (uint32_t i = 0; i <= UINT16_MAX; ++i) {
+        const Ptr<iShaderParam> p = shader->getParam(uint16_t(i));
         if (!p) break;
         const Text id = p->getName();
         if (id.startsWith("_")) continue;
@@ -187,7 +191,6 @@ void ShaderEffectInfo::setShader(const Ptr<iShaderEffect>& compiled) {
         p->getAnnotation("Group", group);
         if (description.empty()) description = id;
         params.emplace_back(p->getType(), id, fromUTF8(description), fromUTF8(group));
-        if (i == UINT16_MAX) break;
     }
 }
 

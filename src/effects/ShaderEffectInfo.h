@@ -11,6 +11,7 @@
 // effect is compiled, or own the object alone.
 #pragma once
 
+#include "codegen/iShaderCodeGenerator.h"
 #include "effects/ShaderModel.h"
 #include "host/CriticalSection.h"
 #include "host/Ptr.h"
@@ -19,8 +20,6 @@
 
 #include <cstdint>
 #include <vector>
-
-class iShaderCodeGenerator;
 
 class ShaderEffectInfo : public iObject {
 public:

@@ -13,6 +13,10 @@ const char* const kUsage =
     "Commands:\n"
     "  generate   read an effect file and print the shader text that compiling it\n"
     "             would hand to the GPU service (Cg or GLSL)\n"
+#ifdef QFFX_HAVE_PLATFORM
+    "  compile    compile an effect with the GPU service and report its errors\n"
+    "  run        run an effect on PNG images\n"
+#endif
     "\n"
     "Run 'qffx <command> --help' for the options of a command.\n"
     "The effects directory is the embedded resources/shaders/ unless --shaders DIR\n"
@@ -25,6 +29,10 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"generate", runGenerate},
+#ifdef QFFX_HAVE_PLATFORM
+    {"compile", runCompile},
+    {"run", runRun},
+#endif
 };
 
 } // namespace

@@ -1,0 +1,54 @@
+// Whole effects against their reviewed outputs: tests/data/golden/NAME.fx
+// beside NAME.cg (plain), NAME.annotated.cg and NAME.glsl, which
+// tests/data/golden/regenerate.sh rewrites with `qffx generate`.
+#include "codegen/CgCodeGenerator.h"
+#include "codegen/GLSLCodeGenerator.h"
+#include "effects/ShaderEffectInfo.h"
+#include "host/Paths.h"
+#include "host/Strings.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+const std::string kGoldenDir = QFFX_TEST_DATA_DIR "golden/";
+
+std::string fileText(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+class GoldenFiles : public ::testing::TestWithParam<const char*> {
+protected:
+    // The expected files were written with the shaders directory at /fx/.
+    void SetUp() override { setShadersDir(L"/fx/"); }
+    void TearDown() override { setShadersDir(L""); }
+};
+
+} // namespace
+
+TEST_P(GoldenFiles, GeneratedTextMatchesTheExpectedFiles) {
+    const std::string base = kGoldenDir + GetParam();
+    TextFile source;
+    ASSERT_TRUE(source.load(fromUTF8(LightweightString<char>(base + ".fx"))));
+    const std::pair<const char*, Ptr<iShaderCodeGenerator>> outputs[] = {
+        {".cg", makePtr<CgCodeGenerator>()},
+        {".annotated.cg", makePtr<CgCodeGenerator>(CgCodeGenerator::eTargetAnnotated)},
+        {".glsl", makePtr<GLSLCodeGenerator>()},
+    };
+    for (const auto& [extension, generator] : outputs) {
+        ShaderEffectInfo effect(source);
+        effect.read(generator);
+        EXPECT_TRUE(effect.getErrors().empty()) << extension;
+        std::string text;
+        for (const LightweightString<char>& line : effect.getProcessedSourceCode()) text += line.str() + "\n";
+        EXPECT_EQ(text, fileText(base + extension)) << GetParam() << extension;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Effects, GoldenFiles, ::testing::Values("single_pass", "multi_pass", "inputs"));
