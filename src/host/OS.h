@@ -23,6 +23,9 @@ public:
     virtual Ptr<iGPUImage> create3DImage(int width, int height, int depth, iGPUImage::eFormat format) = 0;
     // Drops cached GPU objects that nothing references any more.
     virtual void releaseGPUResources() = 0;
+    // Waits until the GPU has completed every draw and transfer issued so
+    // far; timings (diagnostics, benchmarks) call it after each measured step.
+    virtual void finish() {}
 };
 
 class iOS : public iVirtual {
