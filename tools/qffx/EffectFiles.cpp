@@ -37,13 +37,3 @@ Ptr<ShaderEffectInfo> loadEffect(const std::string& path, std::string& error) {
     effect->setFileName(widePath);
     return effect;
 }
-
-bool takeShadersOption(const std::string& option, const std::string* value, std::string& error) {
-    if (option != "--shaders") return false;
-    if (!value) {
-        error = "--shaders needs a directory";
-        return true;
-    }
-    setShadersDir(fromUTF8(value->c_str()));
-    return true;
-}

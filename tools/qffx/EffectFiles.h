@@ -13,6 +13,3 @@ std::string resolveEffectPath(const std::string& effect, std::string& error);
 
 // Reads the effect at `path`; null with `error` set when it cannot be read.
 Ptr<ShaderEffectInfo> loadEffect(const std::string& path, std::string& error);
-
-// Applies "--shaders DIR" when `option` is that option; true when consumed.
-bool takeShadersOption(const std::string& option, const std::string* value, std::string& error);

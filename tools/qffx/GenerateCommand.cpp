@@ -1,11 +1,12 @@
 // qffx generate: prints the text that compiling an effect would hand to the
 // GPU service, or with --definitions the name/value pairs that go with it.
 #include "Commands.h"
+#include "EffectFiles.h"
+#include "Options.h"
 
 #include "codegen/CgCodeGenerator.h"
 #include "codegen/GLSLCodeGenerator.h"
 #include "effects/ShaderEffectInfo.h"
-#include "host/Paths.h"
 #include "host/Strings.h"
 
 #include <cstdio>
@@ -30,79 +31,51 @@ const char* const kHelp =
     "Errors in the effect are printed as 'error: MESSAGE' (exit status 1); a file\n"
     "that cannot be read, or bad options, give exit status 2.\n";
 
-int usageError(const char* message, const std::string& what) {
-    std::fprintf(stderr, "qffx generate: %s%s\n(see qffx generate --help)\n", message, what.c_str());
-    return 2;
-}
-
 } // namespace
 
 int runGenerate(const CommandArgs& args) {
-    std::string lang = "cg", target = "plain", file;
-    bool definitions = false;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string& a = args[i];
-        auto value = [&](std::string& out) {
-            if (i + 1 >= args.size()) return false;
-            out = args[++i];
-            return true;
-        };
-        if (a == "--help" || a == "-h") {
-            std::fputs(kHelp, stdout);
-            return 0;
-        } else if (a == "--lang") {
-            if (!value(lang)) return usageError("--lang needs a value", "");
-        } else if (a == "--target") {
-            if (!value(target)) return usageError("--target needs a value", "");
-        } else if (a == "--shaders") {
-            std::string dir;
-            if (!value(dir)) return usageError("--shaders needs a directory", "");
-            setShadersDir(fromUTF8(dir.c_str()));
-        } else if (a == "--definitions") {
-            definitions = true;
-        } else if (a.starts_with("-")) {
-            return usageError("unknown option ", a);
-        } else if (file.empty()) {
-            file = a;
-        } else {
-            return usageError("more than one file given: ", a);
-        }
+    const ParsedArgs parsed = parseArgs(args, {{"--lang", true}, {"--target", true}, {"--definitions", false}});
+    if (parsed.help) {
+        std::fputs(kHelp, stdout);
+        return 0;
     }
-    if (file.empty()) return usageError("no effect file given", "");
+    if (!parsed.error.empty()) return usageError("generate", parsed.error);
+    if (parsed.positional.size() != 1) return usageError("generate", "give exactly one effect file");
+    const std::string lang = parsed.value("--lang", "cg");
+    const std::string target = parsed.value("--target", "plain");
 
     Ptr<iShaderCodeGenerator> generator;
     if (lang == "cg") {
-        if (target != "plain" && target != "annotated") return usageError("unknown target ", target);
+        if (target != "plain" && target != "annotated") return usageError("generate", "unknown target " + target);
         generator = Ptr<iShaderCodeGenerator>(new CgCodeGenerator(
             target == "annotated" ? CgCodeGenerator::eTargetAnnotated : CgCodeGenerator::eTargetPlain));
     } else if (lang == "glsl") {
         generator = Ptr<iShaderCodeGenerator>(new GLSLCodeGenerator());
     } else {
-        return usageError("unknown language ", lang);
+        return usageError("generate", "unknown language " + lang);
     }
 
-    const LightweightString<wchar_t> path = fromUTF8(file.c_str());
-    TextFile text;
-    if (!text.load(path)) {
-        std::fprintf(stderr, "qffx generate: cannot read '%s'\n", file.c_str());
+    std::string error;
+    const Ptr<ShaderEffectInfo> effect = loadEffect(parsed.positional[0], error);
+    if (!effect) {
+        std::fprintf(stderr, "qffx generate: %s\n", error.c_str());
         return 2;
     }
-    ShaderEffectInfo effect(text);
-    effect.setFileName(path);
-    effect.read(generator);
+    effect->read(generator);
 
-    if (definitions) {
+    if (parsed.has("--definitions")) {
         ShaderDefinitions pairs = ShaderEffectInfo::specialParameterDefinitions();
         for (ShaderDefinition& d : generator->getExtraDefinitions()) pairs.push_back(std::move(d));
         for (const ShaderDefinition& d : pairs) std::printf("%s=%s\n", d.name.c_str(), d.value.c_str());
     } else {
         // Text that was generated already goes to the compiler as it stands.
-        const auto& lines = effect.getProcessedSourceCode().empty() ? text.lines() : effect.getProcessedSourceCode();
+        const auto& processed = effect->getProcessedSourceCode();
+        const auto& lines = processed.empty() ? effect->getSource().lines() : processed;
         for (const auto& line : lines) {
             std::fwrite(line.data(), 1, line.size(), stdout);
             std::fputc('\n', stdout);
         }
     }
-    for (const Shader::Error& e : effect.getErrors()) std::fprintf(stderr, "error: %s\n", e.message.c_str());
-    return effect.getErrors().empty() ? 0 : 1;
+    for (const Shader::Error& e : effect->getErrors()) std::fprintf(stderr, "error: %s\n", e.message.c_str());
+    return effect->getErrors().empty() ? 0 : 1;
 }
