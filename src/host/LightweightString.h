@@ -10,10 +10,12 @@
 // strings hold UTF-32 (paths, user-visible texts).
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <compare>
 #include <cstddef>
 #include <functional>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -30,8 +32,9 @@ public:
     LightweightString(const CharT* s, size_t n) { assign(view_type(s, n)); }
     LightweightString(view_type s) { assign(s); }
     LightweightString(const std_type& s) { assign(view_type(s)); }
-    LightweightString(std_type&& s) { if (!s.empty()) rep_ = new Rep{{1}, std::move(s)}; }
-    LightweightString(size_t count, CharT c) { if (count) rep_ = new Rep{{1}, std_type(count, c)}; }
+    LightweightString(size_t count, CharT c) {
+        if (count) { rep_ = Rep::make(count, count); std::fill_n(rep_->chars(), count, c); }
+    }
 
     LightweightString(const LightweightString& o) noexcept : rep_(o.rep_) { retain(); }
     LightweightString(LightweightString&& o) noexcept : rep_(o.rep_) { o.rep_ = nullptr; }
@@ -48,11 +51,11 @@ public:
     // --- reading ---
     bool isNull() const noexcept { return rep_ == nullptr; }
     bool empty() const noexcept { return size() == 0; }
-    size_t size() const noexcept { return rep_ ? rep_->s.size() : 0; }
+    size_t size() const noexcept { return rep_ ? rep_->size : 0; }
     size_t length() const noexcept { return size(); }
-    const CharT* c_str() const noexcept { return rep_ ? rep_->s.c_str() : emptyText(); }
+    const CharT* c_str() const noexcept { return rep_ ? rep_->chars() : emptyText(); }
     const CharT* data() const noexcept { return c_str(); }
-    view_type view() const noexcept { return rep_ ? view_type(rep_->s) : view_type(); }
+    view_type view() const noexcept { return rep_ ? view_type(rep_->chars(), rep_->size) : view_type(); }
     operator view_type() const noexcept { return view(); }
     std_type str() const { return std_type(view()); }
     // Index size() reads the terminating 0, for a null string too.
@@ -79,16 +82,33 @@ public:
     }
 
     // --- building ---
-    LightweightString& operator+=(view_type s) { if (!s.empty()) { mutableString().append(s); } return *this; }
+    LightweightString& operator+=(view_type s) {
+        if (!s.empty()) {
+            const size_t old = size();
+            // `s` may point into this string's own buffer: copy before it can move.
+            if (rep_ && s.data() >= rep_->chars() && s.data() < rep_->chars() + rep_->size) {
+                const std_type copy(s);
+                return *this += view_type(copy);
+            }
+            makeUnique(old + s.size());
+            copyChars(s.data(), s.size(), rep_->chars() + old);
+            setSize(old + s.size());
+        }
+        return *this;
+    }
     LightweightString& operator+=(const CharT* s) { return *this += view_type(s); }
     LightweightString& operator+=(const LightweightString& s) { return *this += s.view(); }
-    LightweightString& operator+=(CharT c) { mutableString().push_back(c); return *this; }
-    void reserve(size_t n) { mutableString().reserve(n); }
+    LightweightString& operator+=(CharT c) { return *this += view_type(&c, 1); }
+    void reserve(size_t n) { if (n > size()) makeUnique(n); }
     void clear() { release(rep_); rep_ = nullptr; }
 
     friend LightweightString operator+(const LightweightString& a, view_type b) {
-        std_type s; s.reserve(a.size() + b.size()); s.append(a.view()); s.append(b);
-        return LightweightString(std::move(s));
+        LightweightString r;
+        const size_t n = a.size() + b.size();
+        if (n == 0) return r;
+        r.rep_ = Rep::make(n, n);
+        copyChars(b.data(), b.size(), copyChars(a.data(), a.size(), r.rep_->chars()));
+        return r;
     }
     friend LightweightString operator+(const LightweightString& a, const LightweightString& b) { return a + b.view(); }
     friend LightweightString operator+(const LightweightString& a, const CharT* b) { return a + view_type(b); }
@@ -102,26 +122,60 @@ public:
     friend std::strong_ordering operator<=>(const LightweightString& a, const LightweightString& b) noexcept { return a.view() <=> b.view(); }
 
 private:
+    // One allocation per string: this header, then capacity + 1 characters
+    // (the text is always 0-terminated).
     struct Rep {
         std::atomic<int> refs;
-        std_type s;
+        size_t size;
+        size_t capacity;
+
+        CharT* chars() noexcept { return reinterpret_cast<CharT*>(this + 1); }
+        const CharT* chars() const noexcept { return reinterpret_cast<const CharT*>(this + 1); }
+        static Rep* make(size_t size, size_t capacity) {
+            static_assert(alignof(Rep) >= alignof(CharT));
+            void* memory = ::operator new(sizeof(Rep) + (capacity + 1) * sizeof(CharT));
+            Rep* r = new (memory) Rep{{1}, size, capacity};
+            r->chars()[size] = CharT(0);
+            return r;
+        }
+        static void destroy(Rep* r) noexcept {
+            r->~Rep();
+            ::operator delete(static_cast<void*>(r));
+        }
     };
     static const CharT* emptyText() noexcept { static const CharT e[1] = {CharT(0)}; return e; }
-    void assign(view_type s) { if (!s.empty()) rep_ = new Rep{{1}, std_type(s)}; }
+    void assign(view_type s) {
+        if (s.empty()) return;
+        rep_ = Rep::make(s.size(), s.size());
+        copyChars(s.data(), s.size(), rep_->chars());
+    }
+    // GCC 12 misjudges the bounds of the characters that follow the header
+    // on paths it cannot rule out (e.g. substr past the end) and warns falsely.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Warray-bounds"
+#pragma GCC diagnostic ignored "-Wstringop-overflow"
+    static CharT* copyChars(const CharT* from, size_t n, CharT* to) noexcept {
+        std::char_traits<CharT>::copy(to, from, n);
+        return to + n;
+    }
+#pragma GCC diagnostic pop
     void retain() noexcept { if (rep_) rep_->refs.fetch_add(1, std::memory_order_relaxed); }
     static void release(Rep* r) noexcept {
-        if (r && r->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete r;
+        if (r && r->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) Rep::destroy(r);
     }
-    // Gives a string that this object alone owns (copy-on-write).
-    std_type& mutableString() {
-        if (!rep_) {
-            rep_ = new Rep{{1}, std_type()};
-        } else if (rep_->refs.load(std::memory_order_acquire) != 1) {
-            Rep* copy = new Rep{{1}, rep_->s};
-            release(rep_);
-            rep_ = copy;
-        }
-        return rep_->s;
+    void setSize(size_t n) noexcept { rep_->size = n; rep_->chars()[n] = CharT(0); }
+    // Makes the buffer this object's own (copy-on-write) with room for `needed`
+    // characters, growing geometrically so that appending is amortised O(1).
+    void makeUnique(size_t needed) {
+        const bool shared = rep_ && rep_->refs.load(std::memory_order_acquire) != 1;
+        if (rep_ && !shared && rep_->capacity >= needed) return;
+        const size_t old = size();
+        size_t capacity = std::max(needed, old);
+        if (rep_ && !shared) capacity = std::max(capacity, rep_->capacity * 2);
+        Rep* fresh = Rep::make(old, capacity);
+        if (rep_) copyChars(rep_->chars(), old, fresh->chars());
+        release(rep_);
+        rep_ = fresh;
     }
 
     Rep* rep_ = nullptr;
