@@ -58,7 +58,15 @@ int runCompile(const CommandArgs& args) {
     }
 
     const ShaderCompilationOutput out = effect->compile();
-    const auto& lines = effect->getProcessedSourceCode();
+    // Error lines count lines of the text that was compiled, in which one
+    // processed entry (the technique block) may span several lines.
+    std::vector<std::string> lines;
+    for (const auto& entry : effect->getProcessedSourceCode()) {
+        size_t start = 0;
+        for (size_t nl; (nl = entry.view().find('\n', start)) != std::string_view::npos; start = nl + 1)
+            lines.emplace_back(entry.view().substr(start, nl - start));
+        lines.emplace_back(entry.view().substr(start));
+    }
     for (const ShaderError& e : out.errors) {
         std::fprintf(stderr, "error: line %u: %s\n", unsigned(e.line) + 1, e.message.c_str());
         if (e.line < lines.size()) std::fprintf(stderr, "  | %s\n", lines[e.line].c_str());

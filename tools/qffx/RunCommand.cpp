@@ -39,7 +39,7 @@ int fail(const std::string& message) {
 
 // An identity 3D look-up table: the colour of each lattice point is its position.
 Ptr<iGPUImage> identityLUT(iGPUService& gpu) {
-    constexpr int kSize = 17;
+    constexpr int kSize = 33; // the LUT size that the shipped ApplyLUT effect assumes by default
     const Ptr<HostImage3D> lut = HostImage3D::create(kSize, kSize, kSize, 3);
     if (!lut) return {};
     for (int b = 0; b < kSize; ++b)

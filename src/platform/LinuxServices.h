@@ -1,0 +1,37 @@
+// LinuxServices: the services object (iOS) of the Linux host.
+//
+// Tests and the tool install it with installOS(&LinuxServices::instance()).
+// The GPU service (OpenGL 4.5 core through EGL) is created on the first call
+// of gpu(); when EGL or OpenGL cannot start, gpu() logs one line saying why
+// and returns null from then on.
+//
+// Lifetime: one instance per process, destroyed at exit; it uninstalls
+// itself first if it is the installed services object. Threads: gpu() may be
+// called from any thread; creation happens once, under `mutex_`.
+#pragma once
+
+#include "host/OS.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+
+class GLService;
+
+class LinuxServices : public iOS {
+public:
+    static LinuxServices& instance();
+
+    iGPUService* gpu() override;
+    // The display and renderer of the GPU service; empty without one.
+    std::string gpuDescription();
+
+private:
+    LinuxServices();
+    ~LinuxServices() override;
+
+    std::mutex mutex_;
+    std::atomic<bool> tried_{false};
+    std::unique_ptr<GLService> gpu_; // written once under mutex_, before tried_ is set
+};

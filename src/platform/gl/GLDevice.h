@@ -1,0 +1,80 @@
+// GLDevice: the OpenGL context of the GPU service, the lock it is used under, and the GL
+// objects that every effect and image shares.
+//
+// Ownership: a GLDevice is shared (Ptr) by the service and by every image and
+// effect made through it, so it lives until the last of them is gone; its
+// destructor runs the releases still pending, frees the shared objects and
+// destroys the context.
+//
+// Threads: run() and post() may be called from any thread (see
+// GLContextLock). Members marked "under the lock" are touched only inside
+// run() or post() jobs. The limits and description are written before
+// create() returns and only read afterwards.
+#pragma once
+
+#include "host/GPUImage.h"
+#include "host/Ptr.h"
+#include "host/ShaderEffect.h"
+#include "platform/gl/GLFormats.h"
+#include "platform/gl/GLContextLock.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+class GLDevice : public iObject {
+public:
+    // Null, with `error` telling why, when no OpenGL 4.5 core context can be made.
+    static Ptr<GLDevice> create(std::string& error);
+    ~GLDevice() override;
+
+    template <typename F>
+    auto run(F&& f) { return lock_->run(std::forward<F>(f)); }
+
+    void post(std::function<void()> job) { lock_->post(std::move(job)); }
+
+    const std::string& description() const { return description_; }
+    int maxTextureSize() const { return maxTextureSize_; }
+    int max3DTextureSize() const { return max3DTextureSize_; }
+
+    // --- under the lock ---
+    // The vertex stage that every effect program is linked with: a quad over
+    // the whole target, passing uv0 and the bindings' corners as uv1..uv8.
+    GLuint vertexShader() const { return vertexShader_; }
+    // Sampler objects for each filter and edge mode (Border is transparent black).
+    GLuint sampler(iShaderEffectBase::eScalingMethod scaling, iShaderEffectBase::eEdgeReadMode edge) const;
+    // Render targets for the intermediate passes of multi-pass effects, kept
+    // for reuse; acquire and release within one job.
+    GLTarget acquirePassTarget(int width, int height, iGPUImage::eFormat format);
+    void releasePassTarget(GLuint texture);
+    // Frees the pass targets that are not in use.
+    void dropPassTargets();
+    // A small RGBA8 target and 1-texel textures for the priming draw of a new program.
+    GLuint primeFramebuffer();
+    GLuint dummyTexture(bool is3D);
+
+private:
+    GLDevice() = default;
+    bool start(std::string& error);
+    void finish();
+
+    struct PassTarget {
+        int width, height;
+        iGPUImage::eFormat format;
+        GLTarget target;
+        bool busy;
+    };
+
+    std::unique_ptr<GLContextLock> lock_;
+    std::string description_;
+    int maxTextureSize_ = 0;
+    int max3DTextureSize_ = 0;
+
+    GLuint vertexShader_ = 0;
+    GLuint vertexArray_ = 0;
+    GLuint samplers_[2][4] = {};
+    std::vector<PassTarget> passTargets_;
+    GLTarget prime_;
+    GLuint dummy2D_ = 0;
+    GLuint dummy3D_ = 0;
+};

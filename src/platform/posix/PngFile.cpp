@@ -1,0 +1,250 @@
+#include "PngFile.h"
+
+#include "host/Strings.h"
+
+#include <png.h>
+
+#include <bit>
+#include <cerrno>
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <new>
+
+// libpng reports errors by calling our error function, which must not
+// return: it records the message and longjmps back to the setjmp in
+// runDecoder/runEncoder. Those two functions therefore keep every piece of
+// state in the Coder object that their caller owns, create no C++ objects of
+// their own, and modify no locals after setjmp, so the jump skips no
+// destructors and leaves nothing indeterminate. Callbacks never let a C++
+// exception reach libpng's C frames.
+
+namespace {
+
+constexpr bool kLittleEndian = std::endian::native == std::endian::little;
+
+struct Coder {
+    png_structp png = nullptr;
+    png_infop info = nullptr;
+    char message[256] = {};
+    // The first warning: libpng explains some errors only in a warning
+    // before them ("Image width exceeds user limit", then "Invalid IHDR data").
+    char warning[128] = {};
+
+    // Reading.
+    const uint8_t* input = nullptr;
+    size_t inputSize = 0;
+    size_t inputPos = 0;
+    Ptr<HostImage> image;
+    std::vector<png_bytep> rows;
+
+    // Writing.
+    const HostImage* source = nullptr;
+    std::vector<uint8_t>* output = nullptr;
+};
+
+void setMessage(Coder* c, const char* text) {
+    if (!text) text = "unknown libpng error";
+    if (c->warning[0])
+        std::snprintf(c->message, sizeof c->message, "%s (%s)", text, c->warning);
+    else
+        std::snprintf(c->message, sizeof c->message, "%s", text);
+}
+
+[[noreturn]] void onError(png_structp png, png_const_charp text) {
+    setMessage(static_cast<Coder*>(png_get_error_ptr(png)), text);
+    png_longjmp(png, 1);
+}
+
+void onWarning(png_structp png, png_const_charp text) {
+    auto* c = static_cast<Coder*>(png_get_error_ptr(png));
+    if (!c->warning[0] && text) std::snprintf(c->warning, sizeof c->warning, "%s", text);
+}
+
+void readData(png_structp png, png_bytep out, size_t length) {
+    auto* c = static_cast<Coder*>(png_get_io_ptr(png));
+    if (length > c->inputSize - c->inputPos) png_error(png, "truncated PNG data");
+    std::memcpy(out, c->input + c->inputPos, length);
+    c->inputPos += length;
+}
+
+void writeData(png_structp png, png_bytep data, size_t length) {
+    auto* c = static_cast<Coder*>(png_get_io_ptr(png));
+    bool failed = false;
+    try {
+        c->output->insert(c->output->end(), data, data + length);
+    } catch (const std::bad_alloc&) {
+        failed = true;
+    }
+    if (failed) png_error(png, "out of memory");
+}
+
+void flushData(png_structp) {}
+
+// Called with c->png and c->info made; destroys neither.
+bool runDecoder(Coder* c) {
+    if (setjmp(png_jmpbuf(c->png))) return false;
+
+    png_set_read_fn(c->png, c, readData);
+    png_set_user_limits(c->png, PngFile::kMaxDimension, PngFile::kMaxDimension);
+    png_read_info(c->png, c->info);
+
+    const png_uint_32 width = png_get_image_width(c->png, c->info);
+    const png_uint_32 height = png_get_image_height(c->png, c->info);
+    const int depth = png_get_bit_depth(c->png, c->info);
+    const int colourType = png_get_color_type(c->png, c->info);
+    const bool hasTransparency = png_get_valid(c->png, c->info, PNG_INFO_tRNS) != 0;
+
+    if (colourType == PNG_COLOR_TYPE_PALETTE) png_set_palette_to_rgb(c->png);
+    if ((colourType & PNG_COLOR_MASK_COLOR) == 0 && depth < 8) png_set_expand_gray_1_2_4_to_8(c->png);
+    if (hasTransparency) png_set_tRNS_to_alpha(c->png);
+    if ((colourType & PNG_COLOR_MASK_COLOR) == 0) png_set_gray_to_rgb(c->png);
+    if ((colourType & PNG_COLOR_MASK_ALPHA) == 0 && !hasTransparency)
+        png_set_add_alpha(c->png, depth == 16 ? 0xffff : 0xff, PNG_FILLER_AFTER);
+    if (depth == 16 && kLittleEndian) png_set_swap(c->png);
+    png_set_interlace_handling(c->png);
+    png_read_update_info(c->png, c->info);
+
+    const bool wide = depth == 16;
+    const size_t rowBytes = size_t(width) * (wide ? 8 : 4);
+    if (png_get_rowbytes(c->png, c->info) != rowBytes) png_error(c->png, "unexpected row size after expansion to RGBA");
+
+    c->image = HostImage::create({int(width), int(height)}, wide ? iGPUImage::eRGBA16 : iGPUImage::eRGBA8);
+    if (!c->image) png_error(c->png, "image too large");
+    bool allocated = true;
+    try {
+        c->rows.resize(height);
+    } catch (const std::bad_alloc&) {
+        allocated = false;
+    }
+    if (!allocated) png_error(c->png, "out of memory");
+    for (png_uint_32 y = 0; y < height; ++y) c->rows[y] = c->image->row(int(y));
+
+    png_read_image(c->png, c->rows.data());
+    png_read_end(c->png, nullptr);
+    return true;
+}
+
+bool runEncoder(Coder* c) {
+    if (setjmp(png_jmpbuf(c->png))) return false;
+
+    const HostImage& image = *c->source;
+    const bool wide = image.getFormat() == iGPUImage::eRGBA16;
+    png_set_write_fn(c->png, c, writeData, flushData);
+    png_set_IHDR(c->png, c->info, png_uint_32(image.getWidth()), png_uint_32(image.getHeight()), wide ? 16 : 8,
+                 PNG_COLOR_TYPE_RGB_ALPHA, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(c->png, c->info);
+    if (wide && kLittleEndian) png_set_swap(c->png);
+    for (int y = 0; y < image.getHeight(); ++y) png_write_row(c->png, image.row(y));
+    png_write_end(c->png, nullptr);
+    return true;
+}
+
+} // namespace
+
+PngFile::ReadResult PngFile::decode(const void* data, size_t size, const std::string& name) {
+    ReadResult result;
+    if (size < 8 || png_sig_cmp(static_cast<png_const_bytep>(data), 0, 8) != 0) {
+        result.error = name + ": not a PNG file";
+        return result;
+    }
+    Coder c;
+    c.input = static_cast<const uint8_t*>(data);
+    c.inputSize = size;
+    c.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &c, onError, onWarning);
+    if (c.png) c.info = png_create_info_struct(c.png);
+    if (!c.png || !c.info) {
+        png_destroy_read_struct(c.png ? &c.png : nullptr, nullptr, nullptr);
+        result.error = name + ": out of memory";
+        return result;
+    }
+    const bool ok = runDecoder(&c);
+    png_destroy_read_struct(&c.png, &c.info, nullptr);
+    if (ok) {
+        result.image = std::move(c.image);
+    } else {
+        result.error = name + ": " + c.message;
+    }
+    return result;
+}
+
+PngFile::ReadResult PngFile::read(const LightweightString<wchar_t>& path) {
+    const std::string name = toUTF8(path).str();
+    std::ifstream in(name, std::ios::binary);
+    if (!in) {
+        ReadResult result;
+        result.error = name + ": cannot open file (" + std::strerror(errno) + ")";
+        return result;
+    }
+    std::vector<uint8_t> bytes;
+    char block[65536];
+    try {
+        while (in.read(block, sizeof block) || in.gcount() > 0) bytes.insert(bytes.end(), block, block + in.gcount());
+    } catch (const std::bad_alloc&) {
+        return {nullptr, name + ": file too large to read"};
+    }
+    if (in.bad()) return {nullptr, name + ": cannot read file"};
+    return decode(bytes.data(), bytes.size(), name);
+}
+
+PngFile::WriteResult PngFile::encode(const HostImage& image, std::vector<uint8_t>& out) {
+    WriteResult result;
+    Ptr<HostImage> converted;
+    const HostImage* source = &image;
+    if (image.getFormat() != iGPUImage::eRGBA8 && image.getFormat() != iGPUImage::eRGBA16) {
+        converted = image.convertedTo(iGPUImage::eRGBA16);
+        if (!converted) {
+            result.error = "out of memory";
+            return result;
+        }
+        source = converted.get();
+    }
+    out.clear();
+    Coder c;
+    c.source = source;
+    c.output = &out;
+    c.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &c, onError, onWarning);
+    if (c.png) c.info = png_create_info_struct(c.png);
+    if (!c.png || !c.info) {
+        png_destroy_write_struct(c.png ? &c.png : nullptr, nullptr);
+        result.error = "out of memory";
+        return result;
+    }
+    result.ok = runEncoder(&c);
+    png_destroy_write_struct(&c.png, &c.info);
+    if (!result.ok) {
+        result.error = c.message;
+        out.clear();
+    }
+    return result;
+}
+
+PngFile::WriteResult PngFile::write(const LightweightString<wchar_t>& path, const HostImage& image) {
+    const std::string name = toUTF8(path).str();
+    std::vector<uint8_t> bytes;
+    WriteResult result = encode(image, bytes);
+    if (!result) {
+        result.error = name + ": " + result.error;
+        return result;
+    }
+    result.ok = false;
+    std::FILE* file = std::fopen(name.c_str(), "wb");
+    if (!file) {
+        result.error = name + ": cannot create file (" + std::strerror(errno) + ")";
+        return result;
+    }
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    const int writeError = errno;
+    const bool closed = std::fclose(file) == 0;
+    if (!written || !closed) {
+        // Remove what was left of a regular file; never a device or a pipe.
+        std::error_code ignored;
+        if (std::filesystem::is_regular_file(name, ignored)) std::filesystem::remove(name, ignored);
+        result.error = name + ": cannot write file (" + std::strerror(written ? errno : writeError) + ")";
+        return result;
+    }
+    result.ok = true;
+    return result;
+}
