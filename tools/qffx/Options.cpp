@@ -16,7 +16,7 @@ const std::vector<std::string>& ParsedArgs::values(const std::string& name) cons
     return it == options.end() ? none : it->second;
 }
 
-ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionSpec> specs) {
+ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionInfo> known) {
     ParsedArgs parsed;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
@@ -33,13 +33,13 @@ ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionSpec> 
             parsed.positional.push_back(a);
             continue;
         }
-        const OptionSpec* spec = nullptr;
-        for (const OptionSpec& s : specs)
-            if (s.name == a) spec = &s;
-        if (!spec) { parsed.error = "unknown option " + a; return parsed; }
+        const OptionInfo* option = nullptr;
+        for (const OptionInfo& s : known)
+            if (s.name == a) option = &s;
+        if (!option) { parsed.error = "unknown option " + a; return parsed; }
         auto& slot = parsed.options[a];
-        if (!slot.empty() && !spec->repeatable) { parsed.error = a + " given twice"; return parsed; }
-        if (spec->takesValue) {
+        if (!slot.empty() && !option->repeatable) { parsed.error = a + " given twice"; return parsed; }
+        if (option->takesValue) {
             if (i + 1 >= args.size()) { parsed.error = a + " needs a value"; return parsed; }
             slot.push_back(args[++i]);
         } else {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-struct OptionSpec {
+struct OptionInfo {
     std::string_view name; // "--lang"
     bool takesValue;
     bool repeatable = false;
@@ -27,9 +27,9 @@ struct ParsedArgs {
     const std::vector<std::string>& values(const std::string& name) const;
 };
 
-// Parses options (from `specs`, plus --help/-h and --shaders DIR, which it
+// Parses options (from `known`, plus --help/-h and --shaders DIR, which it
 // applies) and positional arguments.
-ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionSpec> specs);
+ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionInfo> known);
 
 // Prints "qffx COMMAND: MESSAGE" and a pointer to the help; returns 2.
 int usageError(const char* command, const std::string& message);
