@@ -1,7 +1,8 @@
 // GLService: the GPU service (iGPUService) on OpenGL 4.5 core through EGL.
 //
 // It compiles effects as GLSL (shading language 1), makes images, and owns a
-// reference to the device whose thread runs every OpenGL call. Effects and
+// reference to the device, whose context lock serialises every OpenGL call
+// (see GLContextLock). Effects and
 // images made here keep that device alive on their own, so they may outlive
 // the service.
 //
