@@ -6,10 +6,12 @@
 // Each measured step ends with the GPU finished (glFinish, or the service's
 // finish()): llvmpipe skips part of several unflushed full-target draws, so
 // anything less measures less than the work. Times are wall-clock, since the
-// work runs on the service's GL thread and the driver's threads.
+// driver renders on threads of its own.
 //
-// Compiles are measured cold: Mesa's on-disk shader cache is switched off
-// for this process, and every compiled text differs, so no cache answers.
+// Compiles: by default Mesa's on-disk shader cache is switched off for the
+// process and every compiled text differs (/0), so no cache answers. Run with
+// --mesa-cache to leave the cache on; then /1 compiles the same text every
+// time, which the cache answers after the first.
 #include "codegen/GLSLCodeGenerator.h"
 #include "effects/ShaderEffectInfo.h"
 #include "platform/LinuxServices.h"
@@ -224,10 +226,11 @@ void BM_CompileToFirstDraw_Service(benchmark::State& state) {
     if (!gpu) return state.SkipWithError("no GPU service");
     const Ptr<iGPUImage> input = gpu->createImage({64, 64}, iGPUImage::eRGBA8);
     const Ptr<iGPUImage> target = gpu->createImage({64, 64}, iGPUImage::eRGBA8);
+    const bool sameText = state.range(0) != 0;
     for (auto _ : state) {
         const std::string text = "DeclareQuillframeEffect( \"Scale\", \"Bench\", \"Bench\", kNoNotes, kNoFlags )\n"
                                  "DeclareInput( Input )\nDeclareEntryPoint( Scale )\n{\n   return tex2D( Input, uv1 ) * " +
-                                 std::to_string(++g_unique) + ".0;\n}\n";
+                                 std::to_string(sameText ? 1 : ++g_unique) + ".0;\n}\n";
         const Ptr<iShaderEffect> effect = compileOurs(text);
         if (!effect || !effect->draw(target, {ShaderInputBinding::whole("Input", input)})) return state.SkipWithError("compile failed");
         gpu->finish();
@@ -238,8 +241,9 @@ void BM_CompileToFirstDraw_Service(benchmark::State& state) {
 void BM_CompileToFirstDraw_Bare(benchmark::State& state) {
     if (!bareContext()) return state.SkipWithError("no EGL context");
     const BareTarget input(64, 64, 0), target(64, 64, 0);
+    const bool sameText = state.range(0) != 0;
     for (auto _ : state) {
-        const GLuint program = bareProgram(bareFragment("texture(Input, uv) * " + std::to_string(++g_unique) + ".0"));
+        const GLuint program = bareProgram(bareFragment("texture(Input, uv) * " + std::to_string(sameText ? 1 : ++g_unique) + ".0"));
         if (!program) return state.SkipWithError("compile failed");
         bareDraw(program, input, target, 64, 64);
         glFinish();
@@ -256,12 +260,20 @@ BENCHMARK(BM_Upload_Service)->Arg(iGPUImage::eRGBA8)->Arg(iGPUImage::eRGBA16F)->
 BENCHMARK(BM_Upload_Bare)->Arg(iGPUImage::eRGBA8)->Arg(iGPUImage::eRGBA16F)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReadBack_Service)->Arg(iGPUImage::eRGBA8)->Arg(iGPUImage::eRGBA16F)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReadBack_Bare)->Arg(iGPUImage::eRGBA8)->Arg(iGPUImage::eRGBA16F)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_CompileToFirstDraw_Service)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_CompileToFirstDraw_Bare)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CompileToFirstDraw_Service)->Arg(0)->Arg(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CompileToFirstDraw_Bare)->Arg(0)->Arg(1)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
-    // Cold compiles: no answers from Mesa's on-disk cache (read at context creation).
-    setenv("MESA_SHADER_CACHE_DISABLE", "true", 1);
+    // Mesa reads the cache setting when the context is created.
+    bool mesaCache = false;
+    for (int i = 1; i < argc; ++i) {
+        if (std::string(argv[i]) != "--mesa-cache") continue;
+        mesaCache = true;
+        for (int j = i; j + 1 < argc; ++j) argv[j] = argv[j + 1];
+        --argc;
+        break;
+    }
+    if (!mesaCache) setenv("MESA_SHADER_CACHE_DISABLE", "true", 1);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();
