@@ -23,9 +23,8 @@ Shader::Parameter param(iShaderParam::eType type, const char* id, const wchar_t*
                         const wchar_t* group = L"") {
     Shader::Parameter p(type, id, name, group);
     for (const auto& [key, value] : properties)
-        std::visit([&, key = key](const auto& v) {
-            if constexpr (std::is_same_v<std::decay_t<decltype(v)>, int64_t>) p.properties.setInt(key, v);
-            else p.properties.set(key, v);
+        std::visit([&p, key = key](const auto& v) {
+            if constexpr (std::is_same_v<std::decay_t<decltype(v)>, int64_t>) p.properties.setInt(key, v); else p.properties.set(key, v);
         }, value);
     return p;
 }
@@ -43,31 +42,40 @@ protected:
 
 } // namespace
 
-TEST_F(CgCodeGeneratorTest, HeaderIsAnIncludeLineAndInTheAnnotatedFormTheEffectInfo) {
+TEST_F(CgCodeGeneratorTest, HeaderCommentsIncludesAndTargets) {
     Shader::Header header{"Tint", "Colour", "Sub", "Notes", 0};
     EXPECT_EQ(plain.generate(header), (Lines{"#include \"/fx/_utils.fx\""}));
-    EXPECT_EQ(annotated.generate(header),
-              (Lines{"#include \"/fx/_utils.fx\"", "", "int _QfrmEffectInfo", "<", "   string EffectGroup = \"GenericPixelShader\"; ",
-                     "   string Description = \"Tint\"; ", "   string Category = \"Colour\"; ", "> = 0;"}));
-
-    header.caps = RotationAware | HasMaxOutputSize | HasMinOutputSize | ScaleAware;
-    const Lines all = annotated.generate(header);
-    ASSERT_EQ(all.size(), 12u);
-    EXPECT_EQ(Lines(all.begin() + 7, all.end()), (Lines{"   bool ScaleAware = true;", "   bool HasMinOutputSize = true;",
-                                                        "   bool HasMaxOutputSize = true;", "   bool RotationAware = true;", "> = 0;"}));
-
-    header.caps = 9; // "CanSize"
-    const Lines canSize = annotated.generate(header);
-    ASSERT_EQ(canSize.size(), 10u);
-    EXPECT_EQ(canSize[7], "   bool ScaleAware = true;");
-    EXPECT_EQ(canSize[8], "   bool RotationAware = true;");
-
+    const Lines info{"#include \"/fx/_utils.fx\"", "", "int _QfrmEffectInfo", "<", "   string EffectGroup = \"GenericPixelShader\"; ",
+                     "   string Description = \"Tint\"; ", "   string Category = \"Colour\"; "};
+    const std::pair<uint32_t, Lines> cases[] = {{0, {}},
+                 {RotationAware | HasMaxOutputSize | HasMinOutputSize | ScaleAware,
+                  {"   bool ScaleAware = true;", "   bool HasMinOutputSize = true;", "   bool HasMaxOutputSize = true;", "   bool RotationAware = true;"}},
+                 {ScaleAware | RotationAware, {"   bool ScaleAware = true;", "   bool RotationAware = true;"}}};
+    for (const auto& [caps, flags] : cases) {
+        header.caps = caps;
+        Lines expected = info;
+        expected.insert(expected.end(), flags.begin(), flags.end());
+        expected.push_back("> = 0;");
+        EXPECT_EQ(annotated.generate(header), expected) << "caps " << caps;
+    }
     setShadersDir(L"/other dir");
     EXPECT_EQ(plain.generate(header), (Lines{"#include \"/other dir/_utils.fx\""}));
+
+    // Through the interface, for both targets: code unchanged, comments blank, includes gone.
+    for (const auto target : {CgCodeGenerator::eTargetPlain, CgCodeGenerator::eTargetAnnotated}) {
+        const Ptr<iShaderCodeGenerator> g = makePtr<CgCodeGenerator>(target);
+        EXPECT_EQ(g->generate(Text("float w[2] = { 1, 2 };")), (Lines{"float w[2] = { 1, 2 };"}));
+        EXPECT_EQ(g->generate(Shader::Comment{"// Tint"}), (Lines{""}));
+        EXPECT_TRUE(g->generate(Shader::Include{"_utils.fx"}).empty());
+        EXPECT_TRUE(g->getExtraDefinitions().empty());
+    }
+    CgCodeGenerator switched;
+    switched.setTarget(CgCodeGenerator::eTargetAnnotated);
+    EXPECT_EQ(switched.generate(header).size(), 10u);
 }
 
 TEST_F(CgCodeGeneratorTest, InputsPlainAndAnnotated) {
-    Shader::Input input{"_Input", "Input"};
+    const Shader::Input input{"_Input", "Input"};
     EXPECT_EQ(plain.generate(input), (Lines{
         "texture _Input; sampler Input = sampler_state { Texture = <_Input>; AddressU=ClampToEdge; AddressV=ClampToEdge; "
         "MinFilter=Linear; MagFilter=Linear; };"}));
@@ -75,123 +83,80 @@ TEST_F(CgCodeGeneratorTest, InputsPlainAndAnnotated) {
               (Lines{"texture Input;", "sampler InputSampler = sampler_state", "{", "   Texture = <Input>;", "   AddressU = ClampToEdge;",
                      "   AddressV = ClampToEdge;", "   MinFilter = Linear;", "   MagFilter = Linear;", "};", "#define Input InputSampler"}));
 
-    // A LUT volume: 3D only in the plain form; a mask is written like any input.
-    Shader::Input lut{"_Lut", "Lut", iShaderEffectBase::Point, iShaderEffectBase::Wrap, Shader::Input::e3D, true};
+    // A LUT volume is 3D only in the plain form; a mask is written like any input.
+    const Shader::Input lut{"_Lut", "Lut", iShaderEffectBase::Point, iShaderEffectBase::Wrap, Shader::Input::e3D, true};
     EXPECT_EQ(plain.generate(lut), (Lines{
-        "texture _Lut; sampler3D Lut = sampler_state { Texture = <_Lut>; AddressU=Wrap; AddressV=Wrap; "
-        "MinFilter=Point; MagFilter=Point; };"}));
-    const Lines lutAnnotated = annotated.generate(lut);
-    ASSERT_EQ(lutAnnotated.size(), 10u);
-    EXPECT_EQ(lutAnnotated[1], "sampler LutSampler = sampler_state");
-    EXPECT_EQ(lutAnnotated[4], "   AddressU = Wrap;");
+        "texture _Lut; sampler3D Lut = sampler_state { Texture = <_Lut>; AddressU=Wrap; AddressV=Wrap; MinFilter=Point; MagFilter=Point; };"}));
+    EXPECT_EQ(annotated.generate(lut),
+              (Lines{"texture Lut;", "sampler LutSampler = sampler_state", "{", "   Texture = <Lut>;", "   AddressU = Wrap;",
+                     "   AddressV = Wrap;", "   MinFilter = Point;", "   MagFilter = Point;", "};", "#define Lut LutSampler"}));
 }
 
-TEST_F(CgCodeGeneratorTest, ParametersPlain) {
+TEST_F(CgCodeGeneratorTest, ParametersOfEveryTypePlainAndAnnotated) {
     using enum iShaderParam::eType;
-    EXPECT_EQ(plain.generate(param(eFloat, "Amount", L"Amount", {{"default", 0.5}, {"min", -1.0}, {"animated", int64_t(1)}})),
-              (Lines{"", "float Amount = 0.5;"}));
-    EXPECT_EQ(plain.generate(param(eFloat, "Zero", L"Zero")), (Lines{"", "float Zero = 0;"}));
-    EXPECT_EQ(plain.generate(param(eFloat, "Fine", L"Fine", {{"default", 0.123456}})), (Lines{"", "float Fine = 0.12346;"}));
-    EXPECT_EQ(plain.generate(param(eInt, "Mode", L"Mode", {{"default", int64_t(-2)}, {"choices", Text("A,B")}})),
-              (Lines{"", "int Mode = -2;"}));
-    EXPECT_EQ(plain.generate(param(eBool, "Invert", L"Invert")), (Lines{"", "bool Invert = false;"}));
-    EXPECT_EQ(plain.generate(param(eBool, "Invert", L"Invert", {{"default", true}})), (Lines{"", "bool Invert = true;"}));
-    EXPECT_EQ(plain.generate(param(eFloat4, "Colour", L"Colour")), (Lines{"", "float4 Colour = { 0,0,0,1 };"}));
-    EXPECT_EQ(plain.generate(param(eFloat4, "Tint", L"Tint", {{"c1", 0.5}, {"c2", 0.25}, {"c3", 1.0}, {"alpha", 0.75}})),
-              (Lines{"", "float4 Tint = { 0.5,0.25,1,0.75 };"}));
-    EXPECT_EQ(plain.generate(param(eFloat3x3, "Matrix", L"Matrix", {{"default", 1.0}})), (Lines{"", "float3x3 Matrix;"}));
-    EXPECT_EQ(plain.generate(param(eFloat3, "Offset", L"Offset")), (Lines{"", "float3 Offset;"}));
-    EXPECT_EQ(plain.generate(param(eUnused, "Odd", L"Odd")), (Lines{"", " Odd;"}));
+    const auto described = [](const char* name) { return "   string Description = \"" + Text(name) + "\"; "; };
+    const struct {
+        Shader::Parameter parameter;
+        Lines plain, annotated;
+    } cases[] = {
+        {param(eFloat, "Amount", L"Amount", {{"default", 0.5}, {"min", 0.0}, {"max", 1.0}, {"animated", int64_t(1)}}),
+         {"", "float Amount = 0.5;"},
+         {"", "float Amount", "<", described("Amount"), "   float MinVal = 0;", "   float MaxVal = 1;", "   float KF0 = 0;",
+          "   float KF1 = 1;", "> = 0.5;", ""}},
+        // Five places; group and flags when present (not the "group" property); no key frames unless animated.
+        {param(eFloat, "Gain", L"Gain, in \u00B0",
+               {{"default", 0.123456}, {"flags", Text("Hidden")}, {"group", Text("ignored")}, {"min", -1.0}, {"animated", int64_t(0)}}, L"Levels"),
+         {"", "float Gain = 0.12346;"},
+         {"", "float Gain", "<", described("Gain, in \xC2\xB0"), "   string Group = \"Levels\"; ", "   string Flags = \"Hidden\"; ",
+          "   float MinVal = -1;", "   float MaxVal = 1;", "> = 0.12346;", ""}},
+        // Display names beginning with "_" get no block; an empty one still does.
+        {param(eFloat, "_x", L"_hidden", {{"max", 2.0}}), {"", "float _x = 0;"}, {"", "float _x = 0;", ""}},
+        {param(eBool, "b", L""), {"", "bool b = false;"}, {"", "bool b", "<", described(""), "> = false;", ""}},
+        {param(eBool, "Invert", L"Invert", {{"default", true}}), {"", "bool Invert = true;"},
+         {"", "bool Invert", "<", described("Invert"), "> = true;", ""}},
+        {param(eInt, "Mode", L"Mode"), {"", "int Mode = 0;"},
+         {"", "int Mode", "<", described("Mode"), "   string Enum = \"\"; ", "> = 0;", ""}},
+        {param(eInt, "Mode", L"Mode", {{"default", int64_t(-2)}, {"choices", Text("Fast,Best")}}), {"", "int Mode = -2;"},
+         {"", "int Mode", "<", described("Mode"), "   string Enum = \"Fast,Best\"; ", "> = -2;", ""}},
+        {param(eFloat4, "Colour", L"Colour"), {"", "float4 Colour = { 0,0,0,1 };"},
+         {"", "float4 Colour", "<", described("Colour"), "   bool SupportsAlpha = false;", "> = { 0,0,0,1 };", ""}},
+        {param(eFloat4, "Tint", L"Tint", {{"c1", 0.5}, {"c2", 0.25}, {"c3", 1.0}, {"alpha", 0.0}}), {"", "float4 Tint = { 0.5,0.25,1,0 };"},
+         {"", "float4 Tint", "<", described("Tint"), "   bool SupportsAlpha = true;", "> = { 0.5,0.25,1,0 };", ""}},
+        {param(eFloat3x3, "Matrix", L"Matrix", {{"default", 1.0}}), {"", "float3x3 Matrix;"},
+         {"", "float3x3 Matrix", "<", described("Matrix"), ">;", ""}},
+        {param(eFloat3, "Offset", L"Offset"), {"", "float3 Offset;"}, {"", "float3 Offset", "<", described("Offset"), ">;", ""}},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(plain.generate(c.parameter), c.plain) << c.parameter.id.c_str();
+        EXPECT_EQ(annotated.generate(c.parameter), c.annotated) << c.parameter.id.c_str();
+    }
 }
 
-TEST_F(CgCodeGeneratorTest, FloatParameterAnnotations) {
-    const auto amount = param(iShaderParam::eFloat, "Amount", L"Amount",
-                              {{"default", 0.5}, {"min", 0.0}, {"max", 1.0}, {"animated", int64_t(1)}});
-    EXPECT_EQ(annotated.generate(amount),
-              (Lines{"", "float Amount", "<", "   string Description = \"Amount\"; ", "   float MinVal = 0;", "   float MaxVal = 1;",
-                     "   float KF0 = 0;", "   float KF1 = 1;", "> = 0.5;", ""}));
-
-    // Group and flags when present; no key frames unless animated; range defaults 0..1.
-    const auto gain = param(iShaderParam::eFloat, "Gain", L"Gain, in \u00B0",
-                            {{"flags", Text("Hidden")}, {"group", Text("ignored")}, {"max", 2.5}, {"animated", int64_t(0)}}, L"Levels");
-    EXPECT_EQ(annotated.generate(gain),
-              (Lines{"", "float Gain", "<", "   string Description = \"Gain, in \xC2\xB0\"; ", "   string Group = \"Levels\"; ",
-                     "   string Flags = \"Hidden\"; ", "   float MinVal = 0;", "   float MaxVal = 2.5;", "> = 0;", ""}));
-
-    // Plain output never carries annotations, whatever the settings.
-    EXPECT_TRUE(plain.makeAnnotations(gain).empty());
-    EXPECT_EQ(plain.generate(gain), (Lines{"", "float Gain = 0;"}));
-
-    // Display names beginning with "_" get no block; an empty one still does.
-    EXPECT_EQ(annotated.generate(param(iShaderParam::eFloat, "_x", L"_hidden", {{"default", 0.5}})), (Lines{"", "float _x = 0.5;", ""}));
-    EXPECT_EQ(annotated.makeAnnotations(param(iShaderParam::eBool, "b", L"")), (Lines{"<", "   string Description = \"\"; ", ">"}));
-}
-
-TEST_F(CgCodeGeneratorTest, AnnotationsOfOtherTypes) {
-    using enum iShaderParam::eType;
-    EXPECT_EQ(annotated.generate(param(eInt, "Mode", L"Mode")),
-              (Lines{"", "int Mode", "<", "   string Description = \"Mode\"; ", "   string Enum = \"\"; ", "> = 0;", ""}));
-    const Lines mode = annotated.generate(param(eInt, "Mode", L"Mode", {{"choices", Text("Fast,Best")}, {"default", int64_t(1)}}));
-    ASSERT_EQ(mode.size(), 7u);
-    EXPECT_EQ(mode[4], "   string Enum = \"Fast,Best\"; ");
-    EXPECT_EQ(mode[5], "> = 1;");
-
-    EXPECT_EQ(annotated.generate(param(eFloat4, "Colour", L"Colour", {{"c1", 1.0}})),
-              (Lines{"", "float4 Colour", "<", "   string Description = \"Colour\"; ", "   bool SupportsAlpha = false;",
-                     "> = { 1,0,0,1 };", ""}));
-    const Lines withAlpha = annotated.generate(param(eFloat4, "Colour", L"Colour", {{"c1", 1.0}, {"alpha", 0.0}}));
-    ASSERT_EQ(withAlpha.size(), 7u);
-    EXPECT_EQ(withAlpha[4], "   bool SupportsAlpha = true;");
-    EXPECT_EQ(withAlpha[5], "> = { 1,0,0,0 };");
-
-    EXPECT_EQ(annotated.generate(param(eBool, "Invert", L"Invert", {{"default", true}})),
-              (Lines{"", "bool Invert", "<", "   string Description = \"Invert\"; ", "> = true;", ""}));
-    EXPECT_EQ(annotated.generate(param(eFloat3x3, "M", L"M")), (Lines{"", "float3x3 M", "<", "   string Description = \"M\"; ", ">;", ""}));
-}
-
-TEST_F(CgCodeGeneratorTest, FunctionSignatures) {
+TEST_F(CgCodeGeneratorTest, PassSignaturesAndTechniqueBlocks) {
     const Shader::Function a = pass("A");
     EXPECT_EQ(plain.generate(a, false), (Lines{Text("float4 A") + kCoordinates}));
     EXPECT_EQ(plain.generate(a, true), (Lines{
         "texture _A : RenderColorTarget; sampler A = sampler_state { Texture = <_A>; AddressU=ClampToEdge; AddressV=ClampToEdge; "
         "MinFilter=Linear; MagFilter=Linear; };float4 A_pass" + Text(kCoordinates)}));
-    // The annotated target writes the same signatures.
     EXPECT_EQ(annotated.generate(a, true), plain.generate(a, true));
-}
 
-TEST_F(CgCodeGeneratorTest, Techniques) {
     using Techniques = std::vector<Shader::Technique>;
-    EXPECT_EQ(plain.generate(Techniques{}), (Lines{""}));
-    EXPECT_EQ(plain.generate(Techniques{{}}), (Lines{"technique T1{}"}));
-    EXPECT_EQ(plain.generate(Techniques{{{pass("A")}}}),
-              (Lines{"technique T1{pass P1{ PixelShader = compile PROFILE A_pass(); } }"}));
-    EXPECT_EQ(plain.generate(Techniques{{{pass("A"), pass("B")}}}),
-              (Lines{"technique T1{pass P1 < string Script = \"RenderColorTarget0 = _A;\"; > { PixelShader = compile PROFILE A_pass(); } "
-                     "pass P2{ PixelShader = compile PROFILE B_pass(); } }"}));
-
-    // Pass numbers restart in each technique; only the last pass has no target.
-    EXPECT_EQ(annotated.generate(Techniques{{{pass("C")}}, {{pass("A"), pass("B"), pass("D")}}}),
-              (Lines{"technique T1{pass P1{ PixelShader = compile PROFILE C_pass(); } }"
-                     "technique T2{pass P1 < string Script = \"RenderColorTarget0 = _A;\"; > { PixelShader = compile PROFILE A_pass(); } "
-                     "pass P2 < string Script = \"RenderColorTarget0 = _B;\"; > { PixelShader = compile PROFILE B_pass(); } "
-                     "pass P3{ PixelShader = compile PROFILE D_pass(); } }"}));
-}
-
-TEST_F(CgCodeGeneratorTest, CodeCommentsIncludesAndTargetSwitch) {
-    Ptr<iShaderCodeGenerator> generator = makePtr<CgCodeGenerator>();
-    EXPECT_EQ(generator->generate(Text("float w[2] = { 1, 2 };")), (Lines{"float w[2] = { 1, 2 };"}));
-    EXPECT_EQ(generator->generate(Shader::Comment{"// Tint"}), (Lines{""}));
-    EXPECT_TRUE(generator->generate(Shader::Include{"_utils.fx"}).empty());
-    EXPECT_TRUE(generator->getExtraDefinitions().empty());
-
-    // The target takes effect on the next call and travels with copies.
-    Ptr<CgCodeGenerator> cg = ptrCast<CgCodeGenerator>(generator);
-    ASSERT_TRUE(cg);
-    const Shader::Header header{"T", "C", "", "", 0};
-    cg->setTarget(CgCodeGenerator::eTargetAnnotated);
-    EXPECT_EQ(generator->generate(header).size(), 8u);
-    const CgCodeGenerator copy(*cg);
-    cg->setTarget(CgCodeGenerator::eTargetPlain);
-    EXPECT_EQ(generator->generate(header).size(), 1u);
-    EXPECT_EQ(copy.generate(header).size(), 8u);
+    const std::pair<Techniques, const char*> cases[] = {
+        {{}, ""},
+        {{{}}, "technique T1{}"},
+        {{{{pass("A")}}}, "technique T1{pass P1{ PixelShader = compile PROFILE A_pass(); } }"},
+        {{{{pass("A"), pass("B")}}},
+         "technique T1{pass P1 < string Script = \"RenderColorTarget0 = _A;\"; > { PixelShader = compile PROFILE A_pass(); } "
+         "pass P2{ PixelShader = compile PROFILE B_pass(); } }"},
+        // Pass numbers restart in each technique; only the last pass has no target.
+        {{{{pass("C")}}, {{pass("A"), pass("B"), pass("D")}}},
+         "technique T1{pass P1{ PixelShader = compile PROFILE C_pass(); } }"
+         "technique T2{pass P1 < string Script = \"RenderColorTarget0 = _A;\"; > { PixelShader = compile PROFILE A_pass(); } "
+         "pass P2 < string Script = \"RenderColorTarget0 = _B;\"; > { PixelShader = compile PROFILE B_pass(); } "
+         "pass P3{ PixelShader = compile PROFILE D_pass(); } }"},
+    };
+    for (const auto& [techniques, text] : cases) {
+        EXPECT_EQ(plain.generate(techniques), (Lines{text}));
+        EXPECT_EQ(annotated.generate(techniques), (Lines{text}));
+    }
 }

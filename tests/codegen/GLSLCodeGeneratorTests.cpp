@@ -14,52 +14,34 @@ Shader::Parameter param(iShaderParam::eType type, const char* id) { return Shade
 
 } // namespace
 
-TEST(GLSLCodeGenerator, HeaderInputsCommentsAndIncludes) {
+TEST(GLSLCodeGenerator, DeclarationsAndSignaturesAreOneLineEach) {
     const GLSLCodeGenerator glsl;
     EXPECT_EQ(glsl.generate(Shader::Header{"Tint", "Colour", "", "", ScaleAware}), (Lines{"out vec4 FragColor;"}));
     EXPECT_EQ(glsl.generate(Shader::Comment{"// note"}), (Lines{""}));
     EXPECT_TRUE(glsl.generate(Shader::Include{"_utils.fx"}).empty());
-
-    Shader::Input input;
-    input.textureName = "_Input";
-    input.name = "Input";
-    input.scaling = iShaderEffectBase::Point;
-    input.edgeMode = iShaderEffectBase::Mirror;
+    Shader::Input input{"_Input", "Input", iShaderEffectBase::Point, iShaderEffectBase::Mirror};
     EXPECT_EQ(glsl.generate(input), (Lines{"uniform sampler2D Input;"}));
-    input.name = "Lut";
     input.dimension = Shader::Input::e3D;
-    EXPECT_EQ(glsl.generate(input), (Lines{"uniform sampler3D Lut;"}));
-}
+    EXPECT_EQ(glsl.generate(input), (Lines{"uniform sampler3D Input;"}));
 
-TEST(GLSLCodeGenerator, ParametersAreUniforms) {
-    const GLSLCodeGenerator glsl;
-    auto amount = param(iShaderParam::eFloat, "Amount");
-    EXPECT_EQ(glsl.generate(amount), (Lines{"uniform float Amount=0;"}));
-    amount.properties.set("default", 0.123456); // not the five-place formatter
-    EXPECT_EQ(glsl.generate(amount), (Lines{"uniform float Amount=0.123456;"}));
+    using enum iShaderParam::eType;
+    std::pair<Shader::Parameter, const char*> cases[] = {
+        {param(eFloat, "Amount"), "uniform float Amount=0.123456;"}, // not the five-place formatter
+        {param(eInt, "Mode"), "uniform int Mode=-3;"},
+        {param(eBool, "Off"), "uniform bool Off=false;"},
+        {param(eBool, "Invert"), "uniform bool Invert=true;"},
+        // Vectors and matrices never get an initialiser.
+        {param(eFloat4, "Colour"), "uniform vec4 Colour;"},
+        {param(eFloat3x3, "M"), "uniform mat3 M;"},
+        {param(eFloat3, "V"), "uniform vec3 V;"},
+    };
+    cases[0].first.properties.set("default", 0.123456);
+    cases[1].first.properties.setInt("default", -3);
+    cases[3].first.properties.set("default", true);
+    cases[4].first.properties.set("c1", 0.5);
+    cases[5].first.properties.set("default", 1.0);
+    for (const auto& [parameter, line] : cases) EXPECT_EQ(glsl.generate(parameter), (Lines{line}));
 
-    auto mode = param(iShaderParam::eInt, "Mode");
-    mode.properties.setInt("default", -3);
-    EXPECT_EQ(glsl.generate(mode), (Lines{"uniform int Mode=-3;"}));
-
-    auto invert = param(iShaderParam::eBool, "Invert");
-    EXPECT_EQ(glsl.generate(invert), (Lines{"uniform bool Invert=false;"}));
-    invert.properties.set("default", true);
-    EXPECT_EQ(glsl.generate(invert), (Lines{"uniform bool Invert=true;"}));
-
-    // Vectors and matrices never get an initialiser.
-    auto colour = param(iShaderParam::eFloat4, "Colour");
-    colour.properties.set("c1", 0.5);
-    colour.properties.set("alpha", 0.0);
-    EXPECT_EQ(glsl.generate(colour), (Lines{"uniform vec4 Colour;"}));
-    auto matrix = param(iShaderParam::eFloat3x3, "M");
-    matrix.properties.set("default", 1.0);
-    EXPECT_EQ(glsl.generate(matrix), (Lines{"uniform mat3 M;"}));
-    EXPECT_EQ(glsl.generate(param(iShaderParam::eFloat3, "V")), (Lines{"uniform vec3 V;"}));
-}
-
-TEST(GLSLCodeGenerator, FunctionSignatures) {
-    const GLSLCodeGenerator glsl;
     EXPECT_EQ(glsl.generate(pass("A"), false), (Lines{"vec4 A_pass()"}));
     EXPECT_EQ(glsl.generate(pass("A"), true), (Lines{"uniform sampler2D A;vec4 A_pass()"}));
 
@@ -71,55 +53,50 @@ TEST(GLSLCodeGenerator, FunctionSignatures) {
     EXPECT_EQ(Traced().generate(pass("Blur"), true), (Lines{"[Blur_pass|Blur]vec4 Blur_pass()"}));
 }
 
-TEST(GLSLCodeGenerator, SinglePassMainLeavesThePassListEmpty) {
+// One technique of one pass calls it directly; anything else switches on the
+// entry point, with case numbers running on across techniques, and adds to
+// the pass list, which keeps growing.
+TEST(GLSLCodeGenerator, MainIsDirectForOnePassAndASwitchOtherwise) {
     const GLSLCodeGenerator glsl;
-    EXPECT_EQ(glsl.generate(Techniques{}), (Lines{""}));
-    EXPECT_EQ(glsl.generate(Techniques{{{pass("A")}}}), (Lines{"void main()\n{\n   FragColor = A_pass();}"}));
-    EXPECT_TRUE(glsl.getExtraDefinitions().empty());
-}
-
-TEST(GLSLCodeGenerator, MultiPassMainSwitchesOnTheEntryPoint) {
-    const GLSLCodeGenerator glsl;
-    EXPECT_EQ(glsl.generate(Techniques{{{pass("A"), pass("B")}}}),
-              (Lines{"uniform int _passCount0=2;uniform int _entryPoint=0;\nvoid main()\n{\n   switch ( _entryPoint )\n   {\n"
-                     "      case 0: FragColor = A_pass(); break;\n"
-                     "      case 1: FragColor = B_pass(); break;\n"
-                     "   }\n}"}));
-    EXPECT_EQ(glsl.getExtraDefinitions(), (ShaderDefinitions{{"A", "_T0_P0"}, {"B", "_T0_P1"}}));
-
-    // Two one-pass techniques also take the switch form; case numbers run on
-    // across techniques, and the pass list keeps growing.
-    EXPECT_EQ(glsl.generate(Techniques{{{pass("C")}}, {{pass("D")}}}),
-              (Lines{"uniform int _passCount0=1;uniform int _passCount1=1;uniform int _entryPoint=0;\nvoid main()\n{\n"
-                     "   switch ( _entryPoint )\n   {\n"
-                     "      case 0: FragColor = C_pass(); break;\n"
-                     "      case 1: FragColor = D_pass(); break;\n"
-                     "   }\n}"}));
-    EXPECT_EQ(glsl.getExtraDefinitions(),
-              (ShaderDefinitions{{"A", "_T0_P0"}, {"B", "_T0_P1"}, {"C", "_T0_P0"}, {"D", "_T1_P0"}}));
-
-    // A technique without passes still declares its count.
-    const GLSLCodeGenerator other;
-    EXPECT_TRUE(other.generate(Techniques{{}, {{pass("E"), pass("F")}}})[0].startsWith(
-        "uniform int _passCount0=0;uniform int _passCount1=2;uniform int _entryPoint=0;\n"));
-    EXPECT_EQ(other.getExtraDefinitions(), (ShaderDefinitions{{"E", "_T1_P0"}, {"F", "_T1_P1"}}));
+    const struct {
+        Techniques techniques;
+        Lines text;
+        ShaderDefinitions passes;
+    } cases[] = {
+        {{}, {""}, {}},
+        {{{{pass("A")}}}, {"void main()\n{\n   FragColor = A_pass();}"}, {}},
+        {{{{pass("A"), pass("B")}}},
+         {"uniform int _passCount0=2;uniform int _entryPoint=0;\nvoid main()\n{\n   switch ( _entryPoint )\n   {\n"
+          "      case 0: FragColor = A_pass(); break;\n"
+          "      case 1: FragColor = B_pass(); break;\n"
+          "   }\n}"},
+         {{"A", "_T0_P0"}, {"B", "_T0_P1"}}},
+        {{{{pass("C")}}, {{pass("D")}}},
+         {"uniform int _passCount0=1;uniform int _passCount1=1;uniform int _entryPoint=0;\nvoid main()\n{\n   switch ( _entryPoint )\n   {\n"
+          "      case 0: FragColor = C_pass(); break;\n      case 1: FragColor = D_pass(); break;\n   }\n}"},
+         {{"A", "_T0_P0"}, {"B", "_T0_P1"}, {"C", "_T0_P0"}, {"D", "_T1_P0"}}},
+        {{{}, {{pass("E"), pass("F")}}},
+         {"uniform int _passCount0=0;uniform int _passCount1=2;uniform int _entryPoint=0;\nvoid main()\n{\n   switch ( _entryPoint )\n   {\n"
+          "      case 0: FragColor = E_pass(); break;\n      case 1: FragColor = F_pass(); break;\n   }\n}"},
+         {{"A", "_T0_P0"}, {"B", "_T0_P1"}, {"C", "_T0_P0"}, {"D", "_T1_P0"}, {"E", "_T1_P0"}, {"F", "_T1_P1"}}},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(glsl.generate(c.techniques), c.text);
+        EXPECT_EQ(glsl.getExtraDefinitions(), c.passes);
+    }
 }
 
 TEST(GLSLCodeGenerator, ArrayInitialisersAreRewritten) {
     const GLSLCodeGenerator glsl;
-    const auto rewrite = [&](const char* line) {
-        const Lines lines = glsl.generate(Text(line));
-        EXPECT_EQ(lines.size(), 1u);
-        return lines.empty() ? Text() : lines[0];
+    const std::pair<const char*, const char*> cases[] = {
+        {"float w[3] = { 1.0, 2.0, 3.0 };", "float w[3] = float[]( 1.0, 2.0, 3.0  );"},
+        {"   float2 o[2] = { float2(0,1), float2(1,0) }; // offsets", "   float2 o[2] = float2[]( float2(0,1), float2(1,0)  );"},
+        // Six characters are skipped after the bracket, blank or not.
+        {"float k[2] = {1,2};", "float k[2] = float[]( ,2 );"},
+        {"float k[1] = {};", "float k[1] = float[](  );"},
+        // Anything else passes through unchanged.
+        {"float x = 1.0;", nullptr}, {"float k[2] ={ 1, 2 };", nullptr}, {"float k[2] = { 1, 2 }", nullptr},
+        {"float k[2] = {", nullptr}, {"", nullptr}, {"}; ] = {", nullptr},
     };
-    EXPECT_EQ(rewrite("float w[3] = { 1.0, 2.0, 3.0 };"), "float w[3] = float[]( 1.0, 2.0, 3.0  );");
-    EXPECT_EQ(rewrite("   float2 o[2] = { float2(0,1), float2(1,0) }; // offsets"),
-              "   float2 o[2] = float2[]( float2(0,1), float2(1,0)  );");
-    // Six characters are skipped after the bracket, blank or not.
-    EXPECT_EQ(rewrite("float k[2] = {1,2};"), "float k[2] = float[]( ,2 );");
-    EXPECT_EQ(rewrite("float k[1] = {};"), "float k[1] = float[](  );");
-
-    // Anything else passes through unchanged.
-    for (const char* line : {"float x = 1.0;", "float k[2] ={ 1, 2 };", "float k[2] = { 1, 2 }", "float k[2] = {", "", "}; ] = {"})
-        EXPECT_EQ(rewrite(line), line);
+    for (const auto& [line, rewritten] : cases) EXPECT_EQ(glsl.generate(Text(line)), (Lines{rewritten ? rewritten : line}));
 }

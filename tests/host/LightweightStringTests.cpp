@@ -12,17 +12,12 @@ TEST(LightweightString, CopiesShareTheBufferUntilOneIsChanged) {
     const Text original("shader");
     Text copy = original;
     EXPECT_EQ(copy.c_str(), original.c_str()); // one buffer, two references
-
     copy += "_pass";
     EXPECT_EQ(original, "shader");
     EXPECT_EQ(copy, "shader_pass");
-    EXPECT_NE(copy.c_str(), original.c_str());
 
-    Text other = original;
-    other += '!';
-    other.clear();
     Text moved = original;
-    Text target = std::move(moved);
+    const Text target = std::move(moved);
     EXPECT_EQ(original, "shader");
     EXPECT_EQ(target, "shader");
     EXPECT_TRUE(moved.isNull());
@@ -36,68 +31,30 @@ TEST(LightweightString, NullAndEmptyAreTheSameText) {
     EXPECT_EQ(null, empty);
     EXPECT_EQ(null, "");
     EXPECT_EQ(Text(static_cast<const char*>(nullptr)), empty);
-    EXPECT_FALSE(null < empty);
-    EXPECT_FALSE(empty < null);
+    EXPECT_FALSE(null < empty || empty < null);
     EXPECT_STREQ(null.c_str(), "");
     EXPECT_EQ(null[0], '\0'); // the terminator, as for ""
-    EXPECT_EQ(empty[0], '\0');
     EXPECT_EQ(std::unordered_set<Text>{null}.count(empty), 1u);
-
-    // Operations on a null string behave as on "".
-    EXPECT_EQ(null + null, "");
     EXPECT_EQ(null + "x", "x");
     EXPECT_EQ(null.substr(0), "");
     EXPECT_EQ(null.find('a'), Text::npos);
 }
 
-TEST(LightweightString, ConcatenationAndComparison) {
-    const Text a("float");
-    EXPECT_EQ(a + " " + "x", "float x");
-    EXPECT_EQ("<" + a + '>', "<float>");
-    EXPECT_EQ('(' + a, "(float");
-    EXPECT_EQ(WText(L"dir") + L'/' + L"file", L"dir/file");
-
-    EXPECT_LT(Text("abc"), Text("abd"));
-    EXPECT_LT(Text(), Text("a"));
-    EXPECT_GT(Text("b"), Text("abc"));
-    EXPECT_NE(Text("a"), Text("A"));
-    EXPECT_EQ(a.substr(1, 2), "lo");
-    EXPECT_EQ(a.substr(9), "");
-}
-
-TEST(LightweightString, TrimmedBlanksRemovesOnlySpaces) {
-    EXPECT_EQ(Text("  a b  ").trimmedBlanks(), "a b");
-    EXPECT_EQ(Text("\ta \t").trimmedBlanks(), "\ta \t");
-    EXPECT_EQ(Text(" \t x\n ").trimmedBlanks(), "\t x\n");
-    EXPECT_EQ(Text("    ").trimmedBlanks(), "");
-}
-
 TEST(Utf8, RoundTripsEveryEncodedLength) {
     // 1, 2, 3 and 4 bytes: 'A', e-acute, euro sign, musical G clef.
     const WText wide(L"A\u00E9\u20AC\U0001D11E");
-    const Text utf8 = toUTF8(wide);
-    EXPECT_EQ(utf8, "A\xC3\xA9\xE2\x82\xAC\xF0\x9D\x84\x9E");
-    EXPECT_EQ(fromUTF8(utf8), wide);
+    EXPECT_EQ(toUTF8(wide), "A\xC3\xA9\xE2\x82\xAC\xF0\x9D\x84\x9E");
+    EXPECT_EQ(fromUTF8(toUTF8(wide)), wide);
     // Code points that are not Unicode scalar values cannot be encoded.
     EXPECT_EQ(toUTF8(WText(std::wstring{wchar_t(0xD800), L'a', wchar_t(0x110000)})), "\xEF\xBF\xBD" "a" "\xEF\xBF\xBD");
 }
 
 TEST(Utf8, MalformedInputBecomesReplacementCharacters) {
-    EXPECT_EQ(fromUTF8("a\x80z"), L"a\uFFFDz");             // stray continuation byte
-    EXPECT_EQ(fromUTF8("\xE2\x82"), L"\uFFFD\uFFFD");        // truncated at the end
-    EXPECT_EQ(fromUTF8("\xE2(x"), L"\uFFFD(x");              // lead byte without continuation
-    EXPECT_EQ(fromUTF8("\xC0\xAF"), L"\uFFFD\uFFFD");        // overlong "/"
+    EXPECT_EQ(fromUTF8("a\x80z"), L"a\uFFFDz");                 // stray continuation byte
+    EXPECT_EQ(fromUTF8("\xE2\x82"), L"\uFFFD\uFFFD");           // truncated at the end
+    EXPECT_EQ(fromUTF8("\xE2(x"), L"\uFFFD(x");                 // lead byte without continuation
+    EXPECT_EQ(fromUTF8("\xC0\xAF"), L"\uFFFD\uFFFD");           // overlong "/"
     EXPECT_EQ(fromUTF8("\xED\xA0\x80"), L"\uFFFD\uFFFD\uFFFD"); // encoded surrogate
-    EXPECT_EQ(fromUTF8("\xF4\x90\x80\x80").size(), 4u);      // above U+10FFFF
+    EXPECT_EQ(fromUTF8("\xF4\x90\x80\x80").size(), 4u);         // above U+10FFFF
     EXPECT_EQ(fromUTF8("\xFF"), L"\uFFFD");
-}
-
-TEST(Strings, LowerCaseAndCaseInsensitiveComparison) {
-    EXPECT_EQ(toLower(Text("YCrCb422ToRGB")), "ycrcb422torgb");
-    EXPECT_EQ(toLower(Text("\xC3\x89t\xC3\xA9")), "\xC3\x89t\xC3\xA9"); // UTF-8 bytes untouched
-    EXPECT_EQ(toLower(WText(L"LUT_File.CUBE")), L"lut_file.cube");
-    EXPECT_TRUE(equalsIgnoreCase("Point", "pOINT"));
-    EXPECT_FALSE(equalsIgnoreCase("Point", "Points"));
-    EXPECT_TRUE(startsWithIgnoreCase("_Utils.fx", "_UTILS"));
-    EXPECT_FALSE(startsWithIgnoreCase("_u", "_utils"));
 }

@@ -11,67 +11,40 @@
 using Text = LightweightString<char>;
 using Lines = std::vector<Text>;
 
-TEST(TextFile, SplitsLinesAndDropsCarriageReturns) {
-    EXPECT_EQ(TextFile::fromText("a\r\nb\r\n").lines(), (Lines{"a", "b"}));
-    EXPECT_EQ(TextFile::fromText("a\nb").lines(), (Lines{"a", "b"}));
-    EXPECT_EQ(TextFile::fromText("a\n\n\nb\n").lines(), (Lines{"a", "", "", "b"}));
-    EXPECT_EQ(TextFile::fromText("\n").lines(), (Lines{""}));
-    EXPECT_EQ(TextFile::fromText("x\ry\n").lines(), (Lines{"x\ry"})); // a lone CR is text
+TEST(TextFile, SplitsLinesDropsCarriageReturnsAndTellsMissingFromEmpty) {
+    const std::pair<const char*, Lines> cases[] = {
+        {"a\r\nb\r\n", {"a", "b"}}, {"a\nb", {"a", "b"}}, {"a\n\n\nb\n", {"a", "", "", "b"}},
+        {"\n", {""}}, {"x\ry\n", {"x\ry"}}, // a lone CR is text
+        {"", {}}};
+    for (const auto& [text, lines] : cases) EXPECT_EQ(TextFile::fromText(text).lines(), lines) << text;
 
-    const TextFile empty = TextFile::fromText("");
-    EXPECT_TRUE(empty.loaded());
-    EXPECT_TRUE(empty.empty());
-}
-
-TEST(TextFile, LoadsFilesAndTellsMissingFromEmpty) {
     const auto dir = std::filesystem::temp_directory_path() / ("qffx_textfile_" + std::to_string(::getpid()));
     std::filesystem::create_directories(dir);
-    const auto write = [&](const char* name, std::string_view content) {
-        std::ofstream(dir / name, std::ios::binary) << content;
-        return fromUTF8(Text((dir / name).string()));
-    };
-
-    TextFile file(write("effect.fx", "// Tint\r\nfloat4 Tint_pass()\r\n"));
-    EXPECT_TRUE(file.loaded());
+    std::ofstream(dir / "effect.fx", std::ios::binary) << "// Tint\r\nfloat4 Tint_pass()\r\n";
+    std::ofstream(dir / "empty.fx", std::ios::binary) << "";
+    const auto path = [&](const char* name) { return fromUTF8(Text((dir / name).string())); };
+    TextFile file(path("effect.fx"));
     EXPECT_EQ(file.lines(), (Lines{"// Tint", "float4 Tint_pass()"}));
-
-    TextFile emptyFile(write("empty.fx", ""));
-    EXPECT_TRUE(emptyFile.loaded());
-    EXPECT_TRUE(emptyFile.empty());
+    EXPECT_TRUE(TextFile(path("empty.fx")).loaded());
 
     // A missing path, and a directory, are not loaded and leave no old lines behind.
-    EXPECT_FALSE(file.load(fromUTF8(Text((dir / "missing.fx").string()))));
-    EXPECT_FALSE(file.loaded());
+    EXPECT_FALSE(file.load(path("missing.fx")) || file.loaded());
     EXPECT_TRUE(file.empty());
-    TextFile directory(fromUTF8(Text(dir.string())));
-    EXPECT_FALSE(directory.loaded());
-    EXPECT_TRUE(directory.empty());
-
+    EXPECT_FALSE(TextFile(fromUTF8(Text(dir.string()))).loaded());
     std::filesystem::remove_all(dir);
 }
 
-TEST(DeclarationSplitter, EmptyListsGiveNoArguments) {
-    using CodeParsingUtils::extractDeclarationArguments;
-    EXPECT_TRUE(extractDeclarationArguments("DeclareEntryPoint").empty());
-    EXPECT_TRUE(extractDeclarationArguments("DeclareEntryPoint()").empty());
-    EXPECT_TRUE(extractDeclarationArguments("DeclareEntryPoint( )").empty());
-    EXPECT_TRUE(extractDeclarationArguments("").empty());
-}
-
 TEST(DeclarationSplitter, SplitsAtTopLevelCommasOnly) {
-    using CodeParsingUtils::extractDeclarationArguments;
-    EXPECT_EQ(extractDeclarationArguments("DeclarePass( Name )"), (Lines{"Name"}));
-    EXPECT_EQ(extractDeclarationArguments("DeclareFloatParam( Amount, \"Amount, in %\", kNoGroup, 0.5, f(1,2), g((a,b),c) )"),
-              (Lines{"Amount", "\"Amount, in %\"", "kNoGroup", "0.5", "f(1,2)", "g((a,b),c)"}));
-    // A parenthesis inside quotes does not open or close anything.
-    EXPECT_EQ(extractDeclarationArguments("D(\"a)b\", \"(\", c)"), (Lines{"\"a)b\"", "\"(\"", "c"}));
-    EXPECT_EQ(extractDeclarationArguments("D(\t a \t,  b  )"), (Lines{"a", "b"}));
-    // Every comma separates two arguments, empty ones included.
-    EXPECT_EQ(extractDeclarationArguments("D(a,)"), (Lines{"a", ""}));
-    EXPECT_EQ(extractDeclarationArguments("D(,)"), (Lines{"", ""}));
-    EXPECT_EQ(extractDeclarationArguments("D( , b)"), (Lines{"", "b"}));
-    // Text after the closing parenthesis is ignored; a missing one runs to the end.
-    EXPECT_EQ(extractDeclarationArguments("D(a, b) // (c, d)"), (Lines{"a", "b"}));
-    EXPECT_EQ(extractDeclarationArguments("D( a, b  "), (Lines{"a", "b"}));
-    EXPECT_EQ(extractDeclarationArguments("D( a, f(b, c"), (Lines{"a", "f(b, c"}));
+    const std::pair<const char*, Lines> cases[] = {
+        {"", {}}, {"DeclareEntryPoint", {}}, {"DeclareEntryPoint()", {}}, {"DeclareEntryPoint( )", {}},
+        {"DeclarePass( Name )", {"Name"}},
+        {"DeclareFloatParam( Amount, \"Amount, in %\", kNoGroup, 0.5, f(1,2), g((a,b),c) )",
+         {"Amount", "\"Amount, in %\"", "kNoGroup", "0.5", "f(1,2)", "g((a,b),c)"}},
+        {"D(\"a)b\", \"(\", c)", {"\"a)b\"", "\"(\"", "c"}}, // quoted parentheses open and close nothing
+        {"D(\t a \t,  b  )", {"a", "b"}},
+        {"D(a,)", {"a", ""}}, {"D(,)", {"", ""}}, {"D( , b)", {"", "b"}}, // empty arguments count
+        {"D(a, b) // (c, d)", {"a", "b"}},                            // text after the list is ignored
+        {"D( a, b  ", {"a", "b"}}, {"D( a, f(b, c", {"a", "f(b, c"}}, // a missing ")" runs to the end
+    };
+    for (const auto& [line, arguments] : cases) EXPECT_EQ(CodeParsingUtils::extractDeclarationArguments(line), arguments) << line;
 }

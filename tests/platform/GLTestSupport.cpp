@@ -18,6 +18,13 @@ Ptr<iShaderEffect> compile(const Ptr<ShaderEffectInfo>& info, std::vector<Shader
     if (errors) *errors = out.errors;
     return out.shader;
 }
+
+template <typename T>
+std::vector<T> readBack(const Ptr<iGPUImage>& image) {
+    std::vector<T> texels(size_t(image->getSize().x) * size_t(image->getSize().y) * 4);
+    EXPECT_TRUE(image->readBack(texels.data()));
+    return texels;
+}
 } // namespace
 
 iGPUService* gpu() {
@@ -26,8 +33,6 @@ iGPUService* gpu() {
     if (!g) g_gpuMissing = true;
     return g;
 }
-
-bool gpuWasMissing() { return g_gpuMissing; }
 
 void GLTest::SetUp() {
     gpu_ = gpu();
@@ -51,29 +56,15 @@ Ptr<iGPUImage> rgba8Image(int width, int height, const std::vector<uint8_t>& tex
     return image;
 }
 
-std::vector<uint8_t> readRGBA8(const Ptr<iGPUImage>& image) {
-    std::vector<uint8_t> texels(size_t(image->getSize().x) * size_t(image->getSize().y) * 4);
-    EXPECT_TRUE(image->readBack(texels.data()));
-    return texels;
-}
-
-std::vector<float> readRGBA32F(const Ptr<iGPUImage>& image) {
-    std::vector<float> texels(size_t(image->getSize().x) * size_t(image->getSize().y) * 4);
-    EXPECT_TRUE(image->readBack(texels.data()));
-    return texels;
-}
-
-bool setFloat(const Ptr<iShaderEffect>& effect, const char* name, float value) {
-    const Ptr<iShaderParam> p = effect->getParam(LightweightString<char>(name));
-    return p && p->setFloat(value);
-}
+std::vector<uint8_t> readRGBA8(const Ptr<iGPUImage>& image) { return readBack<uint8_t>(image); }
+std::vector<float> readRGBA32F(const Ptr<iGPUImage>& image) { return readBack<float>(image); }
 
 } // namespace QfGLTest
 
-// Tests of the OpenGL service skip when EGL cannot start; the program then
-// exits 77 so that CTest reports them as skipped rather than passed.
+// A run in which EGL could not start exits 77, so that CTest reports the
+// tests as skipped rather than passed.
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     const int result = RUN_ALL_TESTS();
-    return result == 0 && QfGLTest::gpuWasMissing() ? 77 : result;
+    return result == 0 && QfGLTest::g_gpuMissing ? 77 : result;
 }
