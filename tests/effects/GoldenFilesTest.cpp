@@ -14,12 +14,9 @@
 
 namespace {
 
-const std::string kGoldenDir = QFFX_TEST_DATA_DIR "golden/";
-
 std::string fileText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
-    text << in.rdbuf();
+    text << std::ifstream(path, std::ios::binary).rdbuf();
     return text.str();
 }
 
@@ -33,14 +30,13 @@ protected:
 } // namespace
 
 TEST_P(GoldenFiles, GeneratedTextMatchesTheExpectedFiles) {
-    const std::string base = kGoldenDir + GetParam();
+    const std::string base = QFFX_TEST_DATA_DIR "golden/" + std::string(GetParam());
     TextFile source;
     ASSERT_TRUE(source.load(fromUTF8(LightweightString<char>(base + ".fx"))));
     const std::pair<const char*, Ptr<iShaderCodeGenerator>> outputs[] = {
         {".cg", makePtr<CgCodeGenerator>()},
         {".annotated.cg", makePtr<CgCodeGenerator>(CgCodeGenerator::eTargetAnnotated)},
-        {".glsl", makePtr<GLSLCodeGenerator>()},
-    };
+        {".glsl", makePtr<GLSLCodeGenerator>()}};
     for (const auto& [extension, generator] : outputs) {
         ShaderEffectInfo effect(source);
         effect.read(generator);

@@ -1,128 +1,192 @@
-// RecordingGPUService: a GPU service for tests that must observe exact calls.
-//
-// It compiles nothing. Each compile is recorded (text or file path, and the
-// definitions) and answered from a queue of scripted results; with the queue
-// empty a compile succeeds with an effect that has no parameters. The
-// compiled effects and their parameters write every call they receive into
-// one shared journal, as text lines such as
-//   "setSamplerState Input Point Wrap"   "setTechnique T2"   "setTechnique #1"
-//   "set Amount float 0.5"   "setRenderContext 0.5 25 10 250"
-//   "draw 64x32 Input,Mask flags 0"
-// and draws are also kept whole (target, bindings with corners, flags).
-// Images keep their texels: what is uploaded reads back unchanged.
-//
-// ScopedRecordingGPU installs one through installOS() for a scope and puts the
-// previous services object back when it ends.
-//
-// Threads: every call may come from any thread; one mutex guards the journal.
-// Doubles hold the journal by shared_ptr, so effects may outlive the service.
+// RecordingGPUService: a GPU service for tests that observe exact calls; it is
+// OS() for its lifetime. Compiles are recorded and answered from a queue of
+// scripted results (none scripted: an effect without parameters). Compiled
+// effects and their parameters journal every call ("setSamplerState Input Point Wrap",
+// "setTechnique T2", "setTechnique #1", "set Amount float 0.5", "setRenderContext 0.5 25 10 250",
+// "draw 64x32 Input,Mask flags 0"); draws are also kept whole. Images keep no texels.
+// Any thread may call; one mutex guards all recorded state.
 #pragma once
 
 #include "host/OS.h"
+#include "host/Strings.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace QfTest {
 
-// One parameter of a scripted compiled effect.
-struct ParamSpec {
+struct ParamInfo { // one parameter of a scripted compiled effect
     std::string name;
     iShaderParam::eType type = iShaderParam::eFloat;
-    std::map<std::string, int> intAnnotations;
-    std::map<std::string, std::string> stringAnnotations;
+    std::map<std::string, int> ints;
+    std::map<std::string, std::string> texts;
 };
-
-// One compile that the service received. `path` is set for compileEffectFile,
-// `text` for compileEffectText.
 struct CompileRecord {
-    LightweightString<wchar_t> path;
-    LightweightString<char> text;
+    LightweightString<wchar_t> path; // compileEffectFile
+    LightweightString<char> text;    // compileEffectText
     ShaderDefinitions definitions;
 };
-
 struct DrawRecord {
     Ptr<iGPUImage> target;
     std::vector<ShaderInputBinding> inputs;
     int flags = 0;
 };
-
-// What the doubles share: the call journal and the recorded draws.
 struct Journal {
-    mutable std::mutex mutex;
+    std::mutex mutex;
     std::vector<std::string> calls;
     std::vector<DrawRecord> draws;
-
-    void add(std::string call);
+    void add(std::string call) { std::lock_guard hold(mutex); calls.push_back(std::move(call)); }
 };
 
-class RecordingGPUService final : public iGPUService {
+inline std::string numbers(const float* values, int count) {
+    std::string s;
+    for (int i = 0; i < count; ++i) s += (i ? "," : "") + StringFromFloat(values[i]).str();
+    return s;
+}
+
+class RecordingParam final : public iShaderParam {
 public:
-    explicit RecordingGPUService(int shadingLanguage = 0) : language_(shadingLanguage) {}
+    RecordingParam(ParamInfo info, std::shared_ptr<Journal> journal) : info_(std::move(info)), journal_(std::move(journal)) {}
+    LightweightString<char> getName() const override { return info_.name; }
+    eType getType() const override { return info_.type; }
+    bool getAnnotation(const LightweightString<char>& name, int& value) const override { return find(info_.ints, name, value); }
+    bool getAnnotation(const LightweightString<char>& name, LightweightString<char>& value) const override {
+        return find(info_.texts, name, value);
+    }
+    // Every write is journalled; it succeeds when the type fits.
+    bool setFloat(float v) override { return write(eFloat, "float " + numbers(&v, 1)); }
+    bool setBool(bool v) override { return write(eBool, v ? "bool true" : "bool false"); }
+    bool setInt(int v) override { return write(eInt, "int " + std::to_string(v)); }
+    bool setFloat3(const float* v) override { return write(eFloat3, "float3 " + numbers(v, 3)); }
+    bool setFloat4(const float* v) override { return write(eFloat4, "float4 " + numbers(v, 4)); }
+    bool setMatrix3x3(const float* v) override { return write(eFloat3x3, "float3x3 " + numbers(v, 9)); }
+
+private:
+    template <typename Map, typename T> static bool find(const Map& map, const LightweightString<char>& name, T& value) {
+        const auto it = map.find(name.str());
+        return it != map.end() && (value = it->second, true);
+    }
+    bool write(eType type, const std::string& what) { return journal_->add("set " + info_.name + " " + what), type == info_.type; }
+    ParamInfo info_;
+    std::shared_ptr<Journal> journal_;
+};
+
+class RecordingEffect final : public iShaderEffect {
+public:
+    RecordingEffect(const std::vector<ParamInfo>& params, const std::shared_ptr<Journal>& journal) : journal_(journal) {
+        for (const ParamInfo& p : params) params_.emplace_back(new RecordingParam(p, journal));
+    }
+    Ptr<iShaderParam> getParam(uint16_t index) const override { return index < params_.size() ? params_[index] : nullptr; }
+    Ptr<iShaderParam> getParam(const LightweightString<char>& name) const override {
+        const auto it = std::find_if(params_.begin(), params_.end(), [&](const auto& p) { return p->getName() == name; });
+        return it == params_.end() ? nullptr : *it;
+    }
+    bool setSamplerState(const LightweightString<char>& input, eScalingMethod scaling, eEdgeReadMode edge) override {
+        static const char* const edges[] = {"Border", "ClampToEdge", "Mirror", "Wrap"};
+        return journal_->add("setSamplerState " + input.str() + (scaling == Point ? " Point " : " Linear ") + edges[edge & 3]), true;
+    }
+    bool setTechnique(const LightweightString<char>& name) override { return journal_->add("setTechnique " + name.str()), true; }
+    bool setTechnique(uint16_t index) override { return journal_->add("setTechnique #" + std::to_string(index)), true; }
+    void setRenderContext(const RenderContext& c) override {
+        const float values[] = {c.progress, c.fps, c.length, c.lengthFrames};
+        journal_->add("setRenderContext " + numbers(values, 4));
+    }
+    bool draw(const Ptr<iGPUImage>& target, const std::vector<ShaderInputBinding>& inputs, int flags) override {
+        const XY<int> size = target ? target->getSize() : XY<int>{};
+        std::string call = "draw " + std::to_string(size.x) + "x" + std::to_string(size.y);
+        for (size_t i = 0; i < inputs.size(); ++i) call += (i ? "," : " ") + inputs[i].name.str();
+        std::lock_guard hold(journal_->mutex);
+        journal_->calls.push_back(call + " flags " + std::to_string(flags));
+        journal_->draws.push_back({target, inputs, flags});
+        return true;
+    }
+
+private:
+    std::shared_ptr<Journal> journal_;
+    std::vector<Ptr<iShaderParam>> params_;
+};
+
+struct RecordingImage final : iGPUImage {
+    RecordingImage(XY<int> size, int depth, bool threeD, eFormat format) : size(size), depth(depth), threeD(threeD), format(format) {}
+    XY<int> getSize() const override { return size; }
+    int getDepth() const override { return depth; }
+    bool is3D() const override { return threeD; }
+    eFormat getFormat() const override { return format; }
+    unsigned getBitsPerTexel() const override { return bitsPerTexel(format); }
+    bool upload(const void*, size_t) override { return true; }
+    bool readBack(void*, size_t) const override { return false; }
+    XY<int> size;
+    int depth;
+    bool threeD;
+    eFormat format;
+};
+
+class RecordingGPUService final : public iGPUService, public iOS {
+public:
+    explicit RecordingGPUService(int language = 0) : language_(language), previous_(installOS(this)) {}
+    ~RecordingGPUService() override { installOS(previous_); }
+    iGPUService* gpu() override { return this; }
 
     void setShadingLanguage(int language) { language_ = language; }
-    // Scripts the result of the next compile not yet scripted.
-    void succeedNextCompile(std::vector<ParamSpec> params = {});
-    void failNextCompile(std::vector<ShaderError> errors);
     // Each compile takes at least this long, so that overlapping callers overlap.
-    void setCompileDelay(std::chrono::milliseconds delay) { compileDelay_ = delay; }
+    void setCompileDelay(std::chrono::milliseconds delay) { delay_ = delay; }
+    // Script the result of the next compile not yet scripted.
+    void succeedNextCompile(const std::vector<ParamInfo>& params = {}) { script({makeEffect(params), {}}); }
+    void failNextCompile(std::vector<ShaderError> errors) { script({nullptr, std::move(errors)}); }
 
-    std::vector<CompileRecord> compiles() const;
-    std::vector<std::string> calls() const;
-    std::vector<DrawRecord> draws() const;
-    void clearCalls();
+    std::vector<CompileRecord> compiles() const { return locked([&] { return compiles_; }); }
+    std::vector<std::string> calls() const { return locked([&] { return journal_->calls; }); }
+    std::vector<DrawRecord> draws() const { return locked([&] { return journal_->draws; }); }
+    void clearCalls() { locked([&] { journal_->calls.clear(), journal_->draws.clear(); }); }
 
     int getShadingLanguage() const override { return language_; }
-    ShaderCompilationOutput compileEffectFile(const LightweightString<wchar_t>& path, const ShaderDefinitions& definitions) override;
-    ShaderCompilationOutput compileEffectText(const LightweightString<char>& text, const ShaderDefinitions& definitions) override;
-    Ptr<iGPUImage> createImage(XY<int> size, iGPUImage::eFormat format) override;
-    Ptr<iGPUImage> create3DImage(int width, int height, int depth, iGPUImage::eFormat format) override;
-    void releaseGPUResources() override;
-    void finish() override;
+    ShaderCompilationOutput compileEffectFile(const LightweightString<wchar_t>& path, const ShaderDefinitions& defs) override {
+        return answer({path, {}, defs});
+    }
+    ShaderCompilationOutput compileEffectText(const LightweightString<char>& text, const ShaderDefinitions& defs) override {
+        return answer({{}, text, defs});
+    }
+    Ptr<iGPUImage> createImage(XY<int> size, iGPUImage::eFormat format) override {
+        return Ptr<iGPUImage>(new RecordingImage(size, 1, false, format));
+    }
+    Ptr<iGPUImage> create3DImage(int width, int height, int depth, iGPUImage::eFormat format) override {
+        return Ptr<iGPUImage>(new RecordingImage({width, height}, depth, true, format));
+    }
+    void releaseGPUResources() override { journal_->add("releaseGPUResources"); }
 
 private:
-    struct Result {
-        bool success = true;
-        std::vector<ParamSpec> params;
-        std::vector<ShaderError> errors;
-    };
-    ShaderCompilationOutput answer(CompileRecord record);
+    template <typename F> auto locked(F f) const -> decltype(f()) {
+        std::lock_guard hold(journal_->mutex);
+        return f();
+    }
+    Ptr<iShaderEffect> makeEffect(const std::vector<ParamInfo>& params) {
+        return Ptr<iShaderEffect>(new RecordingEffect(params, journal_));
+    }
+    void script(ShaderCompilationOutput out) { locked([&] { scripted_.push_back(std::move(out)); }); }
+    ShaderCompilationOutput answer(CompileRecord record) {
+        std::this_thread::sleep_for(delay_.load());
+        return locked([&] {
+            compiles_.push_back(std::move(record));
+            if (scripted_.empty()) return ShaderCompilationOutput{makeEffect({}), {}};
+            ShaderCompilationOutput next = std::move(scripted_.front());
+            scripted_.pop_front();
+            return next;
+        });
+    }
 
     std::atomic<int> language_;
-    std::atomic<std::chrono::milliseconds> compileDelay_{std::chrono::milliseconds(0)};
+    std::atomic<std::chrono::milliseconds> delay_{std::chrono::milliseconds(0)};
     std::shared_ptr<Journal> journal_ = std::make_shared<Journal>();
-    std::vector<Result> scripted_;     // guarded by journal_->mutex
+    std::deque<ShaderCompilationOutput> scripted_;        // guarded by journal_->mutex
     std::vector<CompileRecord> compiles_; // guarded by journal_->mutex
-};
-
-// Installs a recording service as OS() for the lifetime of the object.
-class ScopedRecordingGPU {
-public:
-    explicit ScopedRecordingGPU(int shadingLanguage = 0);
-    ~ScopedRecordingGPU();
-    ScopedRecordingGPU(const ScopedRecordingGPU&) = delete;
-    ScopedRecordingGPU& operator=(const ScopedRecordingGPU&) = delete;
-
-    RecordingGPUService& service() { return service_; }
-    RecordingGPUService* operator->() { return &service_; }
-
-private:
-    class OSServices final : public iOS {
-    public:
-        explicit OSServices(iGPUService* gpu) : gpu_(gpu) {}
-        iGPUService* gpu() override { return gpu_; }
-
-    private:
-        iGPUService* gpu_;
-    };
-
-    RecordingGPUService service_;
-    OSServices os_;
     iOS* previous_;
 };
 
