@@ -79,9 +79,9 @@ int runRun(const CommandArgs& args) {
     if (!effect) return fail(error);
 
     std::map<std::string, std::string> inputFiles;
-    for (const std::string& spec : parsed.values("--input")) {
+    for (const std::string& pair : parsed.values("--input")) {
         std::string name, file;
-        if (!splitNameValue(spec, name, file)) return usageError("run", "--input takes NAME=FILE.png, not '" + spec + "'");
+        if (!splitNameValue(pair, name, file)) return usageError("run", "--input takes NAME=FILE.png, not '" + pair + "'");
         inputFiles[name] = file;
     }
 
@@ -98,9 +98,9 @@ int runRun(const CommandArgs& args) {
         return 1;
     }
 
-    for (const std::string& spec : parsed.values("--set")) {
+    for (const std::string& pair : parsed.values("--set")) {
         std::string name, value;
-        if (!splitNameValue(spec, name, value)) return usageError("run", "--set takes NAME=VALUE, not '" + spec + "'");
+        if (!splitNameValue(pair, name, value)) return usageError("run", "--set takes NAME=VALUE, not '" + pair + "'");
         const Ptr<iShaderParam> param = ShaderEffectInfo::isInternalParameter(name.c_str()) ? Ptr<iShaderParam>()
                                                                                             : out.shader->getParam(name.c_str());
         if (!param) {
