@@ -185,6 +185,16 @@ Ptr<HostImage3D> HostImage3D::fromGPUImage(const iGPUImage& image, int channels)
     return host;
 }
 
+// Room for one image in a GPU texel format; false when memory runs out.
+static bool allocateStaging(std::vector<uint8_t>& staging, size_t bytes) {
+    try {
+        staging.resize(bytes);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
 bool HostImage3D::matches(const iGPUImage& image) const {
     return image.is3D() && image.getSize() == XY<int>(width_, height_) && image.getDepth() == depth_;
 }
@@ -194,11 +204,7 @@ bool HostImage3D::uploadTo(iGPUImage& image) const {
     if (channels_ == 4 && image.getFormat() == iGPUImage::eRGBA32F) return image.upload(values_.data());
     const unsigned texelBytes = image.texelBytes();
     std::vector<uint8_t> staging;
-    try {
-        staging.resize(getNumTexels() * texelBytes);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    if (!allocateStaging(staging, getNumTexels() * texelBytes)) return false;
     const float* in = values_.data();
     for (size_t i = 0; i < getNumTexels(); ++i, in += channels_) {
         const RGBAf texel{in[0], in[1], in[2], channels_ == 4 ? in[3] : 1.0f};
@@ -212,11 +218,7 @@ bool HostImage3D::readBackFrom(const iGPUImage& image) {
     if (channels_ == 4 && image.getFormat() == iGPUImage::eRGBA32F) return image.readBack(values_.data());
     const unsigned texelBytes = image.texelBytes();
     std::vector<uint8_t> staging;
-    try {
-        staging.resize(getNumTexels() * texelBytes);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    if (!allocateStaging(staging, getNumTexels() * texelBytes)) return false;
     if (!image.readBack(staging.data())) return false;
     float* out = values_.data();
     for (size_t i = 0; i < getNumTexels(); ++i, out += channels_) {

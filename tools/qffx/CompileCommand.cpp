@@ -3,6 +3,7 @@
 #include "EffectFiles.h"
 #include "Options.h"
 
+#include "codegen/CgCodeGenerator.h"
 #include "host/OS.h"
 #include "host/Strings.h"
 #include "platform/LinuxServices.h"
@@ -19,19 +20,6 @@ const char* const kHelp =
     "Prints the effect's parameters on success; otherwise each error as\n"
     "'error: line N: MESSAGE' with the generated line it points at, exit status 1.\n"
     "An unreadable file or a missing GPU gives exit status 2.\n";
-
-const char* typeName(iShaderParam::eType type) {
-    switch (type) {
-        case iShaderParam::eFloat: return "float";
-        case iShaderParam::eBool: return "bool";
-        case iShaderParam::eInt: return "int";
-        case iShaderParam::eFloat4: return "float4";
-        case iShaderParam::eFloat3x3: return "float3x3";
-        case iShaderParam::eFloat3: return "float3";
-        case iShaderParam::eUnused: break;
-    }
-    return "other";
-}
 
 } // namespace
 
@@ -75,6 +63,6 @@ int runCompile(const CommandArgs& args) {
 
     std::printf("compiled %s\n", path.c_str());
     for (const Shader::Parameter& p : effect->getParams())
-        std::printf("  %-8s %s\n", typeName(p.type), p.id.c_str());
+        std::printf("  %-8s %s\n", CgCodeGenerator::asString(p.type).c_str(), p.id.c_str());
     return 0;
 }

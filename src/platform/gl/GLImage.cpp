@@ -46,12 +46,19 @@ GLuint GLImage::framebuffer() {
     return framebuffer_;
 }
 
+// The stride of host rows (0: tightly packed); false when it is shorter than a
+// row or too long for GL to describe in texels.
+static bool usableStride(size_t rowStride, size_t row, unsigned texel, size_t& stride) {
+    if (rowStride != 0 && rowStride < row) return false;
+    stride = rowStride ? rowStride : row;
+    return stride / texel <= size_t(INT32_MAX);
+}
+
 bool GLImage::upload(const void* texels, size_t rowStride) {
     const size_t row = rowBytes();
-    if (!texels || (rowStride != 0 && rowStride < row)) return false;
-    const size_t stride = rowStride ? rowStride : row;
     const unsigned texel = texelBytes();
-    if (stride / texel > size_t(INT32_MAX)) return false;
+    size_t stride = 0;
+    if (!texels || !usableStride(rowStride, row, texel, stride)) return false;
     const GLFormat& f = *glFormat(format_);
     return device_->run([&] {
         if (!texture_) return false;
@@ -80,10 +87,9 @@ bool GLImage::upload(const void* texels, size_t rowStride) {
 
 bool GLImage::readBack(void* texels, size_t rowStride) const {
     const size_t row = rowBytes();
-    if (!texels || (rowStride != 0 && rowStride < row)) return false;
-    const size_t stride = rowStride ? rowStride : row;
     const unsigned texel = texelBytes();
-    if (stride / texel > size_t(INT32_MAX)) return false;
+    size_t stride = 0;
+    if (!texels || !usableStride(rowStride, row, texel, stride)) return false;
     const GLFormat& f = *glFormat(format_);
     return device_->run([&] {
         if (!texture_) return false;
