@@ -12,7 +12,10 @@ float _OUTPUTFPS;
 float _LENGTH;
 float _LENGTHFRAMES;
 
-// The pixel of a sampler at a texture coordinate, without filtering effects.
+// The pixel of a sampler at a texture coordinate. Cg effect text cannot ask a
+// sampler for its size, so this reads through the sampler's own filtering:
+// an effect that needs exact texels on both paths declares its input Point
+// (the GLSL version fetches the texel itself).
 #define ReadPixel(s, uv) tex2D(s, uv)
 
 float luma709(float3 rgb)
