@@ -12,7 +12,6 @@
 // process and every compiled text differs (/0), so no cache answers. Run with
 // --mesa-cache to leave the cache on; then /1 compiles the same text every
 // time, which the cache answers after the first.
-#include "codegen/GLSLCodeGenerator.h"
 #include "effects/ShaderEffectInfo.h"
 #include "platform/LinuxServices.h"
 #include "platform/gl/EglContext.h"
@@ -70,7 +69,7 @@ const char* const kCopyEffect =
     "}\n";
 
 Ptr<iShaderEffect> compileOurs(const std::string& text) {
-    return makePtr<ShaderEffectInfo>(TextFile::fromText(text))->compile(makePtr<GLSLCodeGenerator>()).shader;
+    return makePtr<ShaderEffectInfo>(TextFile::fromText(text))->compile().shader;
 }
 
 // --- bare OpenGL ---

@@ -1,9 +1,16 @@
 #include "codegen/CgCodeGenerator.h"
 
 #include "host/Paths.h"
+#include "host/ShaderContract.h"
 #include "host/Strings.h"
 
 using Text = LightweightString<char>;
+namespace Key = Shader::PropertyKey;
+
+CgCodeGenerator::CgCodeGenerator() : CgCodeGenerator(eTargetPlain, getShadersDir()) {}
+
+CgCodeGenerator::CgCodeGenerator(eTarget target, const LightweightString<wchar_t>& includeDirectory)
+    : m_target(target), m_includeDirectory(toUTF8(withTrailingSeparator(includeDirectory))) {}
 
 // --- text builders ---
 
@@ -29,18 +36,7 @@ Text CgCodeGenerator::asString(iShaderEffectBase::eScalingMethod method) {
     return {};
 }
 
-Text CgCodeGenerator::asString(iShaderParam::eType type) {
-    switch (type) {
-        case iShaderParam::eFloat: return "float";
-        case iShaderParam::eBool: return "bool";
-        case iShaderParam::eInt: return "int";
-        case iShaderParam::eFloat4: return "float4";
-        case iShaderParam::eFloat3x3: return "float3x3";
-        case iShaderParam::eFloat3: return "float3";
-        case iShaderParam::eUnused: break;
-    }
-    return {};
-}
+Text CgCodeGenerator::asString(iShaderParam::eType type) { return Shader::typeName(type); }
 
 Text CgCodeGenerator::enclose(const Text& s, char open, char close) {
     return open + s + close;
@@ -87,11 +83,11 @@ Text CgCodeGenerator::makeAnnotation(const Text& name, bool value) {
 // --- elements ---
 
 Shader::Lines CgCodeGenerator::generate(const Shader::Header& header) const {
-    Shader::Lines lines{"#include \"" + toUTF8(getShadersDir()) + "_utils.fx\""};
+    Shader::Lines lines{"#include \"" + m_includeDirectory + ShaderContract::kCgUtilsFile + "\""};
     if (m_target != eTargetAnnotated) return lines;
 
     lines.emplace_back();
-    lines.emplace_back("int _QfrmEffectInfo");
+    lines.emplace_back(ShaderContract::kGeneratedTextMarker);
     lines.emplace_back("<");
     lines.push_back(makeAnnotation("EffectGroup", "GenericPixelShader"));
     lines.push_back(makeAnnotation("Description", header.name));
@@ -137,8 +133,8 @@ Shader::Lines CgCodeGenerator::makeAnnotations(const Shader::Parameter& p) const
 
     const configb& props = p.properties;
     Text group, flags; // "group" is read for compatibility; the display group comes from the record
-    props.in("group", group);
-    props.in("flags", flags);
+    props.in(Key::kGroup, group);
+    props.in(Key::kFlags, flags);
 
     Shader::Lines lines{"<", makeAnnotation("Description", p.name)};
     if (!p.group.empty()) lines.push_back(makeAnnotation("Group", p.group));
@@ -147,9 +143,9 @@ Shader::Lines CgCodeGenerator::makeAnnotations(const Shader::Parameter& p) const
         case iShaderParam::eFloat: {
             double minVal = 0, maxVal = 1;
             int animated = 0;
-            props.in("min", minVal);
-            props.in("max", maxVal);
-            props.in("animated", animated);
+            props.in(Key::kMin, minVal);
+            props.in(Key::kMax, maxVal);
+            props.in(Key::kAnimated, animated);
             lines.push_back(makeAnnotation("MinVal", minVal));
             lines.push_back(makeAnnotation("MaxVal", maxVal));
             if (animated != 0) {
@@ -160,13 +156,13 @@ Shader::Lines CgCodeGenerator::makeAnnotations(const Shader::Parameter& p) const
         }
         case iShaderParam::eInt: {
             Text choices;
-            props.in("choices", choices);
+            props.in(Key::kChoices, choices);
             lines.push_back(makeAnnotation("Enum", choices));
             break;
         }
         case iShaderParam::eFloat4: {
             double alpha = -1;
-            props.in("alpha", alpha);
+            props.in(Key::kAlpha, alpha);
             lines.push_back(makeAnnotation("SupportsAlpha", alpha != -1));
             break;
         }
@@ -186,28 +182,28 @@ Shader::Lines CgCodeGenerator::generate(const Shader::Parameter& p) const {
     switch (p.type) {
         case iShaderParam::eFloat: {
             double value = 0;
-            props.in("default", value);
+            props.in(Key::kDefault, value);
             last += " = " + asString(value);
             break;
         }
         case iShaderParam::eInt: {
             int value = 0;
-            props.in("default", value);
+            props.in(Key::kDefault, value);
             last += " = " + StringFromInteger(value);
             break;
         }
         case iShaderParam::eBool: {
             bool value = false;
-            props.in("default", value);
+            props.in(Key::kDefault, value);
             last += value ? " = true" : " = false";
             break;
         }
         case iShaderParam::eFloat4: {
             double c1 = 0, c2 = 0, c3 = 0, alpha = 1;
-            props.in("c1", c1);
-            props.in("c2", c2);
-            props.in("c3", c3);
-            props.in("alpha", alpha);
+            props.in(Key::kColour1, c1);
+            props.in(Key::kColour2, c2);
+            props.in(Key::kColour3, c3);
+            props.in(Key::kAlpha, alpha);
             last += " = { " + asString(c1) + "," + asString(c2) + "," + asString(c3) + "," + asString(alpha) + " }";
             break;
         }
@@ -226,7 +222,7 @@ Shader::Lines CgCodeGenerator::generate(const Shader::Function& f, bool isRender
         // pass's result by that name; the pixel function carries "_pass".
         line = generateInput(f.renderTarget, "RenderColorTarget", name, iShaderEffectBase::Linear, iShaderEffectBase::ClampToEdge,
                              Shader::Input::e2D);
-        name = name + "_pass";
+        name = Shader::passFunctionName(name);
     }
     // Every pass function receives all nine texture coordinates.
     static const std::string_view kParameters =
@@ -244,7 +240,7 @@ Shader::Lines CgCodeGenerator::generate(const std::vector<Shader::Technique>& te
     Text text;
     for (size_t t = 0; t < techniques.size(); ++t) {
         const auto& passes = techniques[t].passes;
-        text += "technique T" + StringFromInteger(int64_t(t) + 1) + "{";
+        text += "technique " + ShaderContract::techniqueName(uint16_t(t)) + "{";
         for (size_t p = 0; p < passes.size(); ++p) {
             text += "pass P" + StringFromInteger(int64_t(p) + 1);
             if (p != passes.size() - 1)

@@ -3,7 +3,9 @@
 // eTargetPlain writes the compact form compiled at run time; eTargetAnnotated
 // writes the self-describing effect-file form (the _QfrmEffectInfo marker,
 // sampler_state blocks and parameter annotations for the user interface).
-// Real numbers are written with five places, trailing zeros trimmed.
+// Real numbers are written with five places, trailing zeros trimmed. The
+// header includes the shaders directory's _utils.fx by the absolute path
+// given at construction. Stateless apart from the target and that directory.
 #pragma once
 
 #include "codegen/iShaderCodeGenerator.h"
@@ -12,10 +14,16 @@ class CgCodeGenerator : public iShaderCodeGenerator {
 public:
     enum eTarget : int32_t { eTargetPlain = 0, eTargetAnnotated = 1 };
 
-    CgCodeGenerator() = default;
-    explicit CgCodeGenerator(eTarget target) : m_target(target) {}
-    CgCodeGenerator(const CgCodeGenerator& other) : Qf::InternalRefCount(), iVirtual(), iShaderCodeGenerator(), m_target(other.m_target) {}
-    CgCodeGenerator& operator=(const CgCodeGenerator& other) { m_target = other.m_target; return *this; }
+    // The plain target, including _utils.fx from the current shaders directory.
+    CgCodeGenerator();
+    CgCodeGenerator(eTarget target, const LightweightString<wchar_t>& includeDirectory);
+    CgCodeGenerator(const CgCodeGenerator& other)
+        : Qf::InternalRefCount(), iVirtual(), iShaderCodeGenerator(), m_target(other.m_target), m_includeDirectory(other.m_includeDirectory) {}
+    CgCodeGenerator& operator=(const CgCodeGenerator& other) {
+        m_target = other.m_target;
+        m_includeDirectory = other.m_includeDirectory;
+        return *this;
+    }
     ~CgCodeGenerator() override = default;
 
     void setTarget(eTarget target) { m_target = target; }
@@ -57,4 +65,5 @@ public:
 
 private:
     eTarget m_target = eTargetPlain;
+    LightweightString<char> m_includeDirectory; // UTF-8, ends in a separator
 };

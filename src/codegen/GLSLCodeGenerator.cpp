@@ -1,8 +1,29 @@
 #include "codegen/GLSLCodeGenerator.h"
 
+#include "host/ShaderContract.h"
 #include "host/Strings.h"
 
+#include <cmath>
+#include <cstdint>
+
 using Text = LightweightString<char>;
+
+namespace {
+
+bool isSinglePass(const std::vector<Shader::Technique>& techniques) {
+    return techniques.size() == 1 && techniques[0].passes.size() == 1;
+}
+
+} // namespace
+
+Text GLSLCodeGenerator::floatLiteral(double value) {
+    Text text = StringFromFloat(value);
+    // GLSL reads "1" as an int and converts it, but an int literal must fit
+    // 32 bits: larger whole numbers are written as floats.
+    const bool whole = text.find('.') == Text::npos && text.find('e') == Text::npos;
+    if (whole && std::fabs(value) > double(INT32_MAX)) text += ".0";
+    return text;
+}
 
 Shader::Lines GLSLCodeGenerator::generate(const Text& line) const {
     const std::string_view v = line.view();
@@ -15,7 +36,8 @@ Shader::Lines GLSLCodeGenerator::generate(const Text& line) const {
     if (blank == Text::npos) return {line};
     const Text type = trimmed.substr(0, blank);
     // Six characters "] = { " are skipped: the blank after the brace is
-    // assumed. A line written "{1,2}" therefore loses its first character.
+    // assumed, and a line written "{1,2}" loses its first character. Kept
+    // as it is: existing effect files are written for exactly this rewrite.
     const size_t from = a + 6;
     const Text values = from < b ? Text(v.substr(from, b - from)) : Text();
     return {Text(v.substr(0, a)) + "] = " + type + "[]( " + values + " );"};
@@ -30,17 +52,17 @@ Shader::Lines GLSLCodeGenerator::generate(const Shader::Parameter& p) const {
     switch (p.type) {
         case iShaderParam::eFloat: {
             double value = 0;
-            props.in("default", value);
-            return {"uniform float " + p.id + "=" + StringFromFloat(value) + ";"};
+            props.in(Shader::PropertyKey::kDefault, value);
+            return {"uniform float " + p.id + "=" + floatLiteral(value) + ";"};
         }
         case iShaderParam::eInt: {
             int value = 0;
-            props.in("default", value);
+            props.in(Shader::PropertyKey::kDefault, value);
             return {"uniform int " + p.id + "=" + StringFromInteger(value) + ";"};
         }
         case iShaderParam::eBool: {
             bool value = false;
-            props.in("default", value);
+            props.in(Shader::PropertyKey::kDefault, value);
             return {"uniform bool " + p.id + "=" + (value ? "true" : "false") + ";"};
         }
         case iShaderParam::eFloat4: return {"uniform vec4 " + p.id + ";"};
@@ -66,20 +88,14 @@ Shader::Lines GLSLCodeGenerator::generate(const Shader::Function& f, bool isRend
 
 Shader::Lines GLSLCodeGenerator::generate(const std::vector<Shader::Technique>& techniques) const {
     if (techniques.empty()) return {Text()};
-    if (techniques.size() == 1 && techniques[0].passes.size() == 1)
+    if (isSinglePass(techniques))
         return {"void main()\n{\n   FragColor = " + techniques[0].passes[0].functionName + "();}"};
 
     Text text;
-    {
-        std::lock_guard<std::mutex> lock(passesMutex_);
-        for (size_t t = 0; t < techniques.size(); ++t) {
-            const auto& passes = techniques[t].passes;
-            for (size_t p = 0; p < passes.size(); ++p)
-                passes_.push_back({passes[p].name, "_T" + StringFromInteger(uint16_t(t)) + "_P" + StringFromInteger(uint16_t(p))});
-            text += "uniform int _passCount" + StringFromInteger(uint16_t(t)) + "=" + StringFromInteger(int64_t(passes.size())) + ";";
-        }
-    }
-    text += "uniform int _entryPoint=0;\nvoid main()\n{\n   switch ( _entryPoint )\n   {\n";
+    for (size_t t = 0; t < techniques.size(); ++t)
+        text += "uniform int " + ShaderContract::passCountUniform(uint16_t(t)) + "=" + StringFromInteger(int64_t(techniques[t].passes.size())) + ";";
+    text += "uniform int " + Text(ShaderContract::kEntryPointUniform) + "=0;\nvoid main()\n{\n   switch ( " +
+            ShaderContract::kEntryPointUniform + " )\n   {\n";
     int64_t caseNumber = 0;
     for (const auto& technique : techniques)
         for (const auto& pass : technique.passes)
@@ -88,7 +104,11 @@ Shader::Lines GLSLCodeGenerator::generate(const std::vector<Shader::Technique>& 
     return {text};
 }
 
-ShaderDefinitions GLSLCodeGenerator::getExtraDefinitions() const {
-    std::lock_guard<std::mutex> lock(passesMutex_);
-    return passes_;
+ShaderDefinitions GLSLCodeGenerator::getExtraDefinitions(const std::vector<Shader::Technique>& techniques) const {
+    ShaderDefinitions passes;
+    if (isSinglePass(techniques)) return passes;
+    for (size_t t = 0; t < techniques.size(); ++t)
+        for (size_t p = 0; p < techniques[t].passes.size(); ++p)
+            passes.push_back({techniques[t].passes[p].name, ShaderContract::passIdentifier(uint16_t(t), uint16_t(p))});
+    return passes;
 }

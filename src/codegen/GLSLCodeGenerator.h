@@ -1,15 +1,12 @@
 // GLSLCodeGenerator: writes a GLSL fragment shader (output FragColor).
 //
 // Multi-pass effects select their pass at run time through the _entryPoint
-// uniform; the generator numbers each pass "_T<t>_P<p>" as it writes the
-// techniques and hands that pass map on as extra compile definitions. The
-// pass list only grows: use one generator per compilation, and one thread
-// per generator. The version line and vertex stage come from the GPU service.
+// uniform; the pass map that goes with the text names each pass
+// "_T<t>_P<p>" (getExtraDefinitions). The version line and the vertex stage
+// come from the GPU service. Stateless: any thread, any number of effects.
 #pragma once
 
 #include "codegen/iShaderCodeGenerator.h"
-
-#include <mutex>
 
 class GLSLCodeGenerator : public iShaderCodeGenerator {
 public:
@@ -24,10 +21,13 @@ public:
     Shader::Lines generate(const Shader::Input& input) const override;
     Shader::Lines generate(const Shader::Header&) const override { return {"out vec4 FragColor;"}; }
     Shader::Lines generate(const Shader::Include&) const override { return {}; }
-    // The pass map: (pass name, "_T<t>_P<p>") in numbering order.
-    ShaderDefinitions getExtraDefinitions() const override;
+    // The pass map: (pass name, "_T<t>_P<p>") for every pass of a multi-pass
+    // text; empty for a single technique of a single pass, which needs none.
+    ShaderDefinitions getExtraDefinitions(const std::vector<Shader::Technique>& techniques) const override;
 
-private:
-    mutable std::mutex passesMutex_;
-    mutable ShaderDefinitions passes_;
+    // A GLSL float literal for `value`: the shortest spelling that reads back
+    // as the same double ("0.5", "1", "1e+20"), with ".0" added to whole
+    // numbers beyond 32 bits ("123456789012.0"), which GLSL would otherwise
+    // read as an integer literal out of range. `value` must be finite.
+    static LightweightString<char> floatLiteral(double value);
 };

@@ -1,24 +1,15 @@
 // ShaderEffectInfo: construction, compilation and the compiled effect.
 #include "effects/ShaderEffectInfo.h"
 
-#include "codegen/CgCodeGenerator.h"
-#include "codegen/GLSLCodeGenerator.h"
+#include "codegen/CodeGenerators.h"
 #include "host/OS.h"
+#include "host/Paths.h"
+#include "host/ShaderContract.h"
 #include "host/Strings.h"
 
 using Text = LightweightString<char>;
 
 namespace {
-
-// The parameters that the host writes on every effect at every draw.
-const char* const kSpecialParameters[] = {
-    "_OUTPUTWIDTH", "_OUTPUTHEIGHT", "_OUTPUTASPECTRATIO", "_PROGRESS", "_OUTPUTFPS", "_LENGTH", "_LENGTHFRAMES",
-};
-
-Ptr<iShaderCodeGenerator> generatorForLanguage(int language) {
-    if (language == 1) return Ptr<iShaderCodeGenerator>(new GLSLCodeGenerator());
-    return Ptr<iShaderCodeGenerator>(new CgCodeGenerator());
-}
 
 ShaderCompilationOutput noGPUService() {
     ShaderCompilationOutput out;
@@ -26,40 +17,45 @@ ShaderCompilationOutput noGPUService() {
     return out;
 }
 
-} // namespace
-
-ShaderDefinitions ShaderEffectInfo::specialParameterDefinitions() {
-    ShaderDefinitions definitions;
-    for (const char* special : kSpecialParameters) definitions.push_back({special, "1"});
-    return definitions;
+Text joinLines(const std::vector<Text>& lines) {
+    Text text;
+    text.reserve(lines.size() * 50);
+    for (const Text& line : lines) {
+        text += line;
+        text += '\n';
+    }
+    return text;
 }
+
+} // namespace
 
 ShaderEffectInfo::ShaderEffectInfo() = default;
 
 ShaderEffectInfo::ShaderEffectInfo(const LightweightString<wchar_t>& fileName, uint64_t time)
-    : fullPath(fileName), fileTime(time), source(fileName) {}
+    : m_fullPath(fileName), m_fileTime(time), m_source(fileName) {}
 
 ShaderEffectInfo::ShaderEffectInfo(const Ptr<iShaderEffect>& compiled, const LightweightString<wchar_t>& key)
-    : fullPath(key) {
+    : m_fullPath(key) {
     setShader(compiled);
 }
 
-ShaderEffectInfo::ShaderEffectInfo(const TextFile& text) : source(text) {}
+ShaderEffectInfo::ShaderEffectInfo(const TextFile& text) : m_source(text) {}
 
 // Copies take every member but the lock and the reference count.
 ShaderEffectInfo::ShaderEffectInfo(const ShaderEffectInfo& o)
-    : Qf::InternalRefCount(), iVirtual(), iObject(), generator(o.generator), shader(o.shader), name(o.name),
-      category(o.category), subcategory(o.subcategory), notes(o.notes), caps(o.caps), inputs(o.inputs),
-      techniques(o.techniques), pendingPasses(o.pendingPasses), params(o.params), processedSource(o.processedSource),
-      errors(o.errors), fullPath(o.fullPath), fileTime(o.fileTime), source(o.source) {}
+    : Qf::InternalRefCount(), iVirtual(), iObject(), m_generator(o.m_generator), m_shader(o.m_shader), m_name(o.m_name),
+      m_category(o.m_category), m_subcategory(o.m_subcategory), m_notes(o.m_notes), m_caps(o.m_caps), m_inputs(o.m_inputs),
+      m_techniques(o.m_techniques), m_pendingPasses(o.m_pendingPasses), m_params(o.m_params),
+      m_processedSource(o.m_processedSource), m_errors(o.m_errors), m_fullPath(o.m_fullPath), m_fileTime(o.m_fileTime),
+      m_source(o.m_source), m_read(o.m_read) {}
 
 ShaderEffectInfo::ShaderEffectInfo(ShaderEffectInfo&& o) noexcept
-    : Qf::InternalRefCount(), iVirtual(), iObject(), generator(std::move(o.generator)), shader(std::move(o.shader)),
-      name(std::move(o.name)), category(std::move(o.category)), subcategory(std::move(o.subcategory)),
-      notes(std::move(o.notes)), caps(o.caps), inputs(std::move(o.inputs)), techniques(std::move(o.techniques)),
-      pendingPasses(std::move(o.pendingPasses)), params(std::move(o.params)),
-      processedSource(std::move(o.processedSource)), errors(std::move(o.errors)), fullPath(std::move(o.fullPath)),
-      fileTime(o.fileTime), source(std::move(o.source)) {}
+    : Qf::InternalRefCount(), iVirtual(), iObject(), m_generator(std::move(o.m_generator)), m_shader(std::move(o.m_shader)),
+      m_name(std::move(o.m_name)), m_category(std::move(o.m_category)), m_subcategory(std::move(o.m_subcategory)),
+      m_notes(std::move(o.m_notes)), m_caps(o.m_caps), m_inputs(std::move(o.m_inputs)), m_techniques(std::move(o.m_techniques)),
+      m_pendingPasses(std::move(o.m_pendingPasses)), m_params(std::move(o.m_params)),
+      m_processedSource(std::move(o.m_processedSource)), m_errors(std::move(o.m_errors)), m_fullPath(std::move(o.m_fullPath)),
+      m_fileTime(o.m_fileTime), m_source(std::move(o.m_source)), m_read(o.m_read) {}
 
 ShaderEffectInfo& ShaderEffectInfo::operator=(const ShaderEffectInfo& o) {
     if (this != &o) {
@@ -71,89 +67,92 @@ ShaderEffectInfo& ShaderEffectInfo::operator=(const ShaderEffectInfo& o) {
 
 ShaderEffectInfo& ShaderEffectInfo::operator=(ShaderEffectInfo&& o) noexcept {
     if (this == &o) return *this;
-    generator = std::move(o.generator);
-    shader = std::move(o.shader);
-    name = std::move(o.name);
-    category = std::move(o.category);
-    subcategory = std::move(o.subcategory);
-    notes = std::move(o.notes);
-    caps = o.caps;
-    inputs = std::move(o.inputs);
-    techniques = std::move(o.techniques);
-    pendingPasses = std::move(o.pendingPasses);
-    params = std::move(o.params);
-    processedSource = std::move(o.processedSource);
-    errors = std::move(o.errors);
-    fullPath = std::move(o.fullPath);
-    fileTime = o.fileTime;
-    source = std::move(o.source);
+    m_generator = std::move(o.m_generator);
+    m_shader = std::move(o.m_shader);
+    m_name = std::move(o.m_name);
+    m_category = std::move(o.m_category);
+    m_subcategory = std::move(o.m_subcategory);
+    m_notes = std::move(o.m_notes);
+    m_caps = o.m_caps;
+    m_inputs = std::move(o.m_inputs);
+    m_techniques = std::move(o.m_techniques);
+    m_pendingPasses = std::move(o.m_pendingPasses);
+    m_params = std::move(o.m_params);
+    m_processedSource = std::move(o.m_processedSource);
+    m_errors = std::move(o.m_errors);
+    m_fullPath = std::move(o.m_fullPath);
+    m_fileTime = o.m_fileTime;
+    m_source = std::move(o.m_source);
+    m_read = o.m_read;
     return *this;
 }
 
 ShaderEffectInfo::~ShaderEffectInfo() = default;
 
-LightweightString<wchar_t> ShaderEffectInfo::getName() const { return fromUTF8(name); }
-LightweightString<wchar_t> ShaderEffectInfo::getCategory() const { return fromUTF8(category); }
-LightweightString<wchar_t> ShaderEffectInfo::getSubcategory() const { return fromUTF8(subcategory); }
-LightweightString<wchar_t> ShaderEffectInfo::getNotes() const { return fromUTF8(notes); }
+LightweightString<wchar_t> ShaderEffectInfo::getName() const { return fromUTF8(m_name); }
+LightweightString<wchar_t> ShaderEffectInfo::getCategory() const { return fromUTF8(m_category); }
+LightweightString<wchar_t> ShaderEffectInfo::getSubcategory() const { return fromUTF8(m_subcategory); }
+LightweightString<wchar_t> ShaderEffectInfo::getNotes() const { return fromUTF8(m_notes); }
 
-void ShaderEffectInfo::read(const Ptr<iShaderCodeGenerator>& gen) {
-    CriticalSectionLock hold(lock);
-    if (!processedSource.empty() || !gen) return;
-    generator = gen;
+void ShaderEffectInfo::read(const Ptr<iShaderCodeGenerator>& generator) {
+    CriticalSectionLock hold(m_lock);
+    if (m_read || !generator) return;
+    m_generator = generator;
     preProcess();
 }
 
+ShaderCompileInput ShaderEffectInfo::makeCompileInput(const iShaderCodeGenerator& generator) const {
+    ShaderCompileInput input;
+    input.path = m_fullPath;
+    input.definitions = ShaderContract::specialParameterDefinitions();
+    // Text that was generated already is compiled as it stands, from its file.
+    input.fromFile = m_processedSource.empty();
+    if (input.fromFile) {
+        input.text = joinLines(m_source.lines());
+        return input;
+    }
+    input.text = joinLines(m_processedSource);
+    for (ShaderDefinition& extra : generator.getExtraDefinitions(m_techniques)) input.definitions.push_back(std::move(extra));
+    return input;
+}
+
 Ptr<iShaderEffect> ShaderEffectInfo::getCompiledShader() const {
-    CriticalSectionLock hold(const_cast<CriticalSection&>(lock));
-    return shader;
+    CriticalSectionLock hold(const_cast<CriticalSection&>(m_lock));
+    return m_shader;
 }
 
 // compile:
 //  - a compiled effect is returned at once, with no errors;
-//  - the source is read with the given generator (or the one for the GPU
-//    service's language) unless it was read before;
+//  - the source is read with the given generator, or with a new one for the
+//    GPU service's language, unless it was read before;
+//  - reading errors are handed out once, and that compile stops there: an
+//    effect with reading errors never reaches the GPU compiler. The processed
+//    text is kept, so the next compile sends it to the GPU;
 //  - text that was generated already is compiled from the file itself;
-//  - reading errors are handed out once, and that compile stops there; the
-//    processed text is kept, so the next compile sends it to the GPU;
 //  - on success the inputs' sampler states are set and the parameters are
 //    rebuilt from the compiled effect.
-ShaderCompilationOutput ShaderEffectInfo::compile(Ptr<iShaderCodeGenerator> gen) {
-    CriticalSectionLock hold(lock);
-    if (shader) return {shader, {}};
-
-    ShaderDefinitions definitions = specialParameterDefinitions();
+ShaderCompilationOutput ShaderEffectInfo::compile(Ptr<iShaderCodeGenerator> generator) {
+    CriticalSectionLock hold(m_lock);
+    if (m_shader) return {m_shader, {}};
 
     iGPUService* gpu = OS()->gpu();
-    // Text read earlier (read()) keeps the generator that wrote it: the GLSL
-    // pass map lives in that generator.
-    if (!gen && !processedSource.empty()) gen = generator;
-    generator = gen ? gen : generatorForLanguage(gpu ? gpu->getShadingLanguage() : 0);
-    if (processedSource.empty()) preProcess();
+    m_generator = generator ? generator
+                            : makeCodeGenerator(gpu ? gpu->getShadingLanguage() : eShadingLanguageCg, getShadersDir());
+    if (!m_read) preProcess();
 
     ShaderCompilationOutput out;
-    if (processedSource.empty()) {
-        if (!gpu) return noGPUService();
-        out = gpu->compileEffectFile(fullPath, definitions);
-    } else {
-        if (!errors.empty()) {
-            out.errors = std::move(errors);
-            errors.clear();
-            return out;
-        }
-        Text text;
-        text.reserve(processedSource.size() * 50);
-        for (const Text& line : processedSource) {
-            text += line;
-            text += '\n';
-        }
-        for (ShaderDefinition& extra : generator->getExtraDefinitions()) definitions.push_back(std::move(extra));
-        if (!gpu) return noGPUService();
-        out = gpu->compileEffectText(text, definitions);
+    if (!m_errors.empty()) {
+        out.errors = std::move(m_errors);
+        m_errors.clear();
+        return out;
     }
+    if (!gpu) return noGPUService();
+    const ShaderCompileInput input = makeCompileInput(*m_generator);
+    out = input.fromFile ? gpu->compileEffectFile(input.path, input.definitions)
+                         : gpu->compileEffectText(input.text, input.definitions);
 
     if (out.shader) {
-        for (const Shader::Input& input : inputs) out.shader->setSamplerState(input.name, input.scaling, input.edgeMode);
+        for (const Shader::Input& i : m_inputs) out.shader->setSamplerState(i.name, i.scaling, i.edgeMode);
         setShader(out.shader);
     } else {
         for (Shader::Error& e : out.errors) e.message = e.message.trimmedBlanks();
@@ -163,9 +162,10 @@ ShaderCompilationOutput ShaderEffectInfo::compile(Ptr<iShaderCodeGenerator> gen)
 
 uint32_t ShaderEffectInfo::getCaps(const Ptr<iShaderEffect>& compiled) {
     uint32_t mask = 0;
-    const Ptr<iShaderParam> info = compiled->getParam(Text("_QfrmEffectInfo"));
+    const Ptr<iShaderParam> info = compiled->getParam(Text(ShaderContract::kEffectInfoName));
     if (!info) return mask;
-    // Only these words are read back: "CanSize" gives 0x1 alone here.
+    // Only these words are read back: "CanSize" gives 0x1 alone here, where
+    // the declaration gives 0x9. Existing callers rely on that difference.
     int value = 0;
     if (info->getAnnotation("CanSize", value)) mask = value != 0 ? uint32_t(ScaleAware) : 0u;
     value = 0;
@@ -176,21 +176,21 @@ uint32_t ShaderEffectInfo::getCaps(const Ptr<iShaderEffect>& compiled) {
 }
 
 void ShaderEffectInfo::setShader(const Ptr<iShaderEffect>& compiled) {
-    shader = compiled;
-    params.clear();
-    if (!shader) return;
-    caps = getCaps(shader);
+    m_shader = compiled;
+    m_params.clear();
+    if (!m_shader) return;
+    m_caps = getCaps(m_shader);
     // Indices are 16-bit: the scan ends after index 65535 whatever that parameter is.
     for (uint32_t i = 0; i <= UINT16_MAX; ++i) {
-        const Ptr<iShaderParam> p = shader->getParam(uint16_t(i));
+        const Ptr<iShaderParam> p = m_shader->getParam(uint16_t(i));
         if (!p) break;
         const Text id = p->getName();
-        if (id.startsWith("_")) continue;
+        if (isInternalParameter(id)) continue;
         Text description, group;
         p->getAnnotation("Description", description);
         p->getAnnotation("Group", group);
         if (description.empty()) description = id;
-        params.emplace_back(p->getType(), id, fromUTF8(description), fromUTF8(group));
+        m_params.emplace_back(p->getType(), id, fromUTF8(description), fromUTF8(group));
     }
 }
 

@@ -12,18 +12,36 @@
 #pragma once
 
 #include "codegen/iShaderCodeGenerator.h"
-#include "effects/ShaderModel.h"
 #include "host/CriticalSection.h"
 #include "host/Ptr.h"
 #include "host/ShaderEffect.h"
 #include "host/TextFile.h"
+#include "model/ShaderModel.h"
 
 #include <cstdint>
 #include <vector>
 
+// What a compile hands to the GPU service.
+struct ShaderCompileInput {
+    // The source is generated text already: the service compiles the file at
+    // `path` as it stands, and `text` is that file's own text.
+    bool fromFile = false;
+    LightweightString<wchar_t> path;
+    // The processed source, each line followed by a line feed.
+    LightweightString<char> text;
+    // The special parameters, then (for processed text) the generator's extras.
+    ShaderDefinitions definitions;
+};
+
 class ShaderEffectInfo : public iObject {
 public:
-    enum eErrorType : int32_t { eTooManyArguments = 0, eTooFewArguments = 1, eInvalidParameterFlag = 2 };
+    enum eErrorType : int32_t {
+        eTooManyArguments = 0,     // "Too many arguments for " + signature
+        eTooFewArguments = 1,      // "Too few arguments for " + signature
+        eInvalidParameterFlag = 2, // "Invalid parameter flag : " + flag
+        eNumberOutOfRange = 3,     // "Number out of range : " + argument (beyond what a float or int holds)
+        eTooManyLines = 4,         // "Too many lines : " + count (line records are 16-bit)
+    };
 
     ShaderEffectInfo();
     ShaderEffectInfo(const LightweightString<wchar_t>& fileName, uint64_t fileTime);
@@ -40,31 +58,29 @@ public:
     LightweightString<wchar_t> getCategory() const;
     LightweightString<wchar_t> getSubcategory() const;
     LightweightString<wchar_t> getNotes() const;
-    uint32_t getCaps() const { return caps; }
-    const std::vector<Shader::Input>& getInputs() const { return inputs; }
-    const std::vector<Shader::Parameter>& getParams() const { return params; }
-    const std::vector<Shader::Technique>& getTechniques() const { return techniques; }
-    const std::vector<LightweightString<char>>& getProcessedSourceCode() const { return processedSource; }
-    const std::vector<Shader::Error>& getErrors() const { return errors; }
-    const LightweightString<wchar_t>& getFullPath() const { return fullPath; }
-    uint64_t getFileTime() const { return fileTime; }
-    const TextFile& getSource() const { return source; }
-    void setFileName(const LightweightString<wchar_t>& path) { fullPath = path; }
-    void setFile(const TextFile& text) { source = text; }
+    uint32_t getCaps() const { return m_caps; }
+    const std::vector<Shader::Input>& getInputs() const { return m_inputs; }
+    const std::vector<Shader::Parameter>& getParams() const { return m_params; }
+    const std::vector<Shader::Technique>& getTechniques() const { return m_techniques; }
+    const std::vector<LightweightString<char>>& getProcessedSourceCode() const { return m_processedSource; }
+    const std::vector<Shader::Error>& getErrors() const { return m_errors; }
+    const LightweightString<wchar_t>& getFullPath() const { return m_fullPath; }
+    uint64_t getFileTime() const { return m_fileTime; }
+    const TextFile& getSource() const { return m_source; }
+    void setFileName(const LightweightString<wchar_t>& path) { m_fullPath = path; }
+    void setFile(const TextFile& text) { m_source = text; }
 
     // Reads the source with `generator` into the model and processed source,
-    // when that has not happened yet. compile() does this itself.
+    // unless it was read before. compile() does this itself.
     void read(const Ptr<iShaderCodeGenerator>& generator);
+    // What compiling the text read with `generator` hands to the GPU service.
+    ShaderCompileInput makeCompileInput(const iShaderCodeGenerator& generator) const;
 
-    // Compiles through the GPU service with `generator`, or with the one for
+    // Compiles through the GPU service with `generator`, or with a new one for
     // the service's shading language when it is null. See ShaderEffectInfo.cpp.
     ShaderCompilationOutput compile(Ptr<iShaderCodeGenerator> generator = {});
     // The compiled effect; null until a compile succeeded.
     Ptr<iShaderEffect> getCompiledShader() const;
-
-    // The parameters that the host writes on every effect at every draw, as
-    // the name/value pairs handed to a compile ("_OUTPUTWIDTH"="1", ...).
-    static ShaderDefinitions specialParameterDefinitions();
 
     // Index of the compiled parameter of exactly that name, or -1.
     int32_t findShaderParamIndex(const char* name) const;
@@ -73,6 +89,9 @@ public:
     void setTechnique(uint16_t index);
 
     static bool isInternalParameter(const LightweightString<char>& name) { return !name.empty() && name[0] == '_'; }
+
+    // The message prefix of each kind of error the reader records.
+    static const char* errorPrefix(eErrorType kind);
 
     // Declaration arguments: split, enclosing quotes stripped, "kNo..." emptied.
     static std::vector<LightweightString<char>> extractDeclarationArguments(const LightweightString<char>& line);
@@ -101,6 +120,8 @@ private:
     Shader::Lines handleEntryPoint(const Args& args);
     Shader::Lines handleIncludeDirective(const LightweightString<char>& line);
     Shader::Lines declareVariableOnly(const Args& args, iShaderParam::eType type);
+    bool readFloat(const LightweightString<char>& text, double& value);
+    bool readInteger(const LightweightString<char>& text, int64_t& value);
     Shader::Parameter& addParameter(const Args& args, iShaderParam::eType type);
 
     bool checkParameterFlags(const LightweightString<char>& flags, const char** table);
@@ -111,18 +132,21 @@ private:
     static uint32_t getCaps(const Ptr<iShaderEffect>& shader);
     void setShader(const Ptr<iShaderEffect>& shader);
 
-    Ptr<iShaderCodeGenerator> generator;
-    Ptr<iShaderEffect> shader;
-    CriticalSection lock;
-    LightweightString<char> name, category, subcategory, notes;
-    uint32_t caps = 0;
-    std::vector<Shader::Input> inputs;
-    std::vector<Shader::Technique> techniques;
-    std::vector<Shader::Function> pendingPasses;
-    std::vector<Shader::Parameter> params;
-    std::vector<LightweightString<char>> processedSource;
-    std::vector<Shader::Error> errors;
-    LightweightString<wchar_t> fullPath;
-    uint64_t fileTime = 0;
-    TextFile source;
+    Ptr<iShaderCodeGenerator> m_generator;
+    Ptr<iShaderEffect> m_shader;
+    CriticalSection m_lock;
+    LightweightString<char> m_name, m_category, m_subcategory, m_notes;
+    uint32_t m_caps = 0;
+    std::vector<Shader::Input> m_inputs;
+    std::vector<Shader::Technique> m_techniques;
+    std::vector<Shader::Function> m_pendingPasses;
+    std::vector<Shader::Parameter> m_params;
+    std::vector<LightweightString<char>> m_processedSource;
+    std::vector<Shader::Error> m_errors;
+    LightweightString<wchar_t> m_fullPath;
+    uint64_t m_fileTime = 0;
+    TextFile m_source;
+    // The source has been read. Generated text leaves the processed source
+    // empty; this keeps a retry from reading (and adding its inputs) twice.
+    bool m_read = false;
 };

@@ -8,11 +8,15 @@
 
 #include "codegen/iShaderCodeGenerator.h"
 #include "host/CodeParsingUtils.h"
+#include "host/ShaderContract.h"
 #include "host/Strings.h"
 
+#include <cfloat>
+#include <cmath>
 #include <string_view>
 
 using Text = LightweightString<char>;
+namespace Key = Shader::PropertyKey;
 
 namespace {
 
@@ -35,8 +39,18 @@ const char* const kEffectSignature = "DeclareQuillframeEffect( Name, Category, S
 const char* const kPassSignature = "DeclarePass( Name )";
 const char* const kEntryPointSignature = "DeclareEntryPoint( Name )";
 
-// A line that holds this marker is text that was generated already.
-constexpr std::string_view kGeneratedMarker = "int _QfrmEffectInfo";
+// Rules that look odd but that existing effect files rely on, kept as they are:
+//  - a bool declaration takes 4 arguments but counts up to 5 as "too few";
+//  - parameter flags are compared with regard to case ("hidden" is refused)
+//    while effect capability words are not ("canSize" is accepted);
+//  - capability words are taken exactly as written between the bars, while
+//    parameter flags forgive blanks around the bars ("Hidden | SpecifiesAngle");
+//  - the GLSL generator's array rewrite skips six characters after "]"
+//    (see GLSLCodeGenerator).
+constexpr size_t kBoolTooFewBound = 5;
+
+// Line records are 16-bit: the processed text may hold at most this many lines.
+constexpr size_t kMaxProcessedLines = UINT16_MAX;
 
 std::vector<Text> tableWords(const char** table) {
     std::vector<Text> words;
@@ -61,17 +75,24 @@ std::vector<std::string_view> splitAtBars(std::string_view s) {
 std::vector<Text> ShaderEffectInfo::getDoubleParameterFlags() { return tableWords(kDoubleParameterFlags); }
 std::vector<Text> ShaderEffectInfo::getColourParameterFlags() { return tableWords(kColourParameterFlags); }
 
-Text ShaderEffectInfo::makeTextureName(const Text& name) { return "_" + name; }
+Text ShaderEffectInfo::makeTextureName(const Text& name) { return Shader::textureNameFor(name); }
+
+const char* ShaderEffectInfo::errorPrefix(eErrorType kind) {
+    switch (kind) {
+        case eTooManyArguments: return "Too many arguments for ";
+        case eTooFewArguments: return "Too few arguments for ";
+        case eInvalidParameterFlag: return "Invalid parameter flag : ";
+        case eNumberOutOfRange: return "Number out of range : ";
+        case eTooManyLines: return "Too many lines : ";
+    }
+    return nullptr;
+}
 
 void ShaderEffectInfo::recordError(eErrorType kind, const Text& text) {
-    const char* prefix = nullptr;
-    switch (kind) {
-        case eTooManyArguments: prefix = "Too many arguments for "; break;
-        case eTooFewArguments: prefix = "Too few arguments for "; break;
-        case eInvalidParameterFlag: prefix = "Invalid parameter flag : "; break;
-    }
+    const char* prefix = errorPrefix(kind);
     if (!prefix) return;
-    errors.push_back({prefix + text, uint16_t(processedSource.size())});
+    const size_t line = std::min(m_processedSource.size(), kMaxProcessedLines);
+    m_errors.push_back({prefix + text, uint16_t(line)});
 }
 
 std::vector<Text> ShaderEffectInfo::extractDeclarationArguments(const Text& line) {
@@ -89,28 +110,35 @@ std::vector<Text> ShaderEffectInfo::extractDeclarationArguments(const Text& line
 }
 
 void ShaderEffectInfo::preProcess() {
-    if (source.empty() || !generator) return;
-    processedSource.reserve(processedSource.size() + source.numLines());
+    m_read = true;
+    if (m_source.empty() || !m_generator) return;
+    m_processedSource.reserve(m_processedSource.size() + m_source.numLines());
     auto append = [this](Shader::Lines&& lines) {
-        for (Text& l : lines) processedSource.push_back(std::move(l));
+        for (Text& l : lines) m_processedSource.push_back(std::move(l));
     };
 
-    for (const Text& line : source.lines()) {
+    for (const Text& line : m_source.lines()) {
         // All tests are prefix tests on the line without its surrounding
         // blanks (0x20 only); the trimmed copy is made only when it is used.
-        std::string_view t = line.view();
-        const size_t first = t.find_first_not_of(' ');
-        t = first == std::string_view::npos ? std::string_view() : t.substr(first, t.find_last_not_of(' ') - first + 1);
-        if (t.starts_with(kGeneratedMarker)) {
-            processedSource.clear();
+        const std::string_view t = Text::trimBlanks(line.view());
+        if (t.starts_with(ShaderContract::kGeneratedTextMarker)) {
+            m_processedSource.clear();
             break;
         }
         if (t.starts_with("#include")) append(handleIncludeDirective(Text(t)));
-        else if (t.starts_with("//")) append(generator->generate(Shader::Comment{Text(t)}));
-        else if (!t.starts_with("Declare")) append(generator->generate(line));
+        else if (t.starts_with("//")) append(m_generator->generate(Shader::Comment{Text(t)}));
+        else if (!t.starts_with("Declare")) append(m_generator->generate(line));
         else append(dispatchDeclaration(Text(t)));
     }
-    if (!techniques.empty()) append(generator->generate(techniques));
+    if (!m_techniques.empty()) append(m_generator->generate(m_techniques));
+
+    // Beyond 65,535 lines the 16-bit line records would wrap: such an effect
+    // is refused with one record instead of errors pointing at wrong lines.
+    if (m_processedSource.size() > kMaxProcessedLines) {
+        const Text count = StringFromInteger(int64_t(m_processedSource.size()));
+        m_errors.clear();
+        recordError(eTooManyLines, count);
+    }
 }
 
 Shader::Lines ShaderEffectInfo::dispatchDeclaration(const Text& trimmed) {
@@ -158,13 +186,30 @@ bool ShaderEffectInfo::checkParameterFlags(const Text& flags, const char** table
 }
 
 Shader::Parameter& ShaderEffectInfo::addParameter(const Args& args, iShaderParam::eType type) {
-    params.emplace_back(type, args[0], fromUTF8(args[1]), fromUTF8(args[2]));
-    return params.back();
+    m_params.emplace_back(type, args[0], fromUTF8(args[1]), fromUTF8(args[2]));
+    return m_params.back();
+}
+
+// Numbers that a float parameter cannot hold (an infinity, or beyond the
+// range of a float) would make text that no compiler accepts: they are
+// recorded as errors at their declaration instead.
+bool ShaderEffectInfo::readFloat(const Text& text, double& value) {
+    value = doubleFromString(text);
+    if (std::isfinite(value) && std::fabs(value) <= FLT_MAX) return true;
+    recordError(eNumberOutOfRange, text);
+    return false;
+}
+
+bool ShaderEffectInfo::readInteger(const Text& text, int64_t& value) {
+    value = integerFromString(text);
+    if (value >= INT32_MIN && value <= INT32_MAX) return true;
+    recordError(eNumberOutOfRange, text);
+    return false;
 }
 
 Shader::Lines ShaderEffectInfo::declareVariableOnly(const Args& args, iShaderParam::eType type) {
     // A shader variable without a user-visible parameter.
-    return generator->generate(Shader::Parameter(type, args[0], {}, {}));
+    return m_generator->generate(Shader::Parameter(type, args[0], {}, {}));
 }
 
 Shader::Lines ShaderEffectInfo::handleFloatParam(const Args& args, bool animated) {
@@ -174,13 +219,16 @@ Shader::Lines ShaderEffectInfo::handleFloatParam(const Args& args, bool animated
         return {};
     }
     if (!checkParameterFlags(args[3], kDoubleParameterFlags)) return {};
+    double defaultValue = 0, minValue = 0, maxValue = 0;
+    const bool numbersFit = readFloat(args[4], defaultValue) & readFloat(args[5], minValue) & readFloat(args[6], maxValue);
+    if (!numbersFit) return {};
     Shader::Parameter& p = addParameter(args, iShaderParam::eFloat);
-    p.properties.set("flags", args[3]);
-    p.properties.set("default", doubleFromString(args[4]));
-    p.properties.set("min", doubleFromString(args[5]));
-    p.properties.set("max", doubleFromString(args[6]));
-    p.properties.setInt("animated", animated ? 1 : 0);
-    return generator->generate(p);
+    p.properties.set(Key::kFlags, args[3]);
+    p.properties.set(Key::kDefault, defaultValue);
+    p.properties.set(Key::kMin, minValue);
+    p.properties.set(Key::kMax, maxValue);
+    p.properties.setInt(Key::kAnimated, animated ? 1 : 0);
+    return m_generator->generate(p);
 }
 
 Shader::Lines ShaderEffectInfo::handleIntParam(const Args& args) {
@@ -189,21 +237,22 @@ Shader::Lines ShaderEffectInfo::handleIntParam(const Args& args) {
         recordError(args.size() <= 5 ? eTooFewArguments : eTooManyArguments, kIntSignature);
         return {};
     }
+    int64_t defaultValue = 0;
+    if (!readInteger(args[3], defaultValue)) return {};
     Shader::Parameter& p = addParameter(args, iShaderParam::eInt);
-    p.properties.setInt("default", integerFromString(args[3]));
-    p.properties.set("choices", args[4]);
-    return generator->generate(p);
+    p.properties.setInt(Key::kDefault, defaultValue);
+    p.properties.set(Key::kChoices, args[4]);
+    return m_generator->generate(p);
 }
 
 Shader::Lines ShaderEffectInfo::handleBoolParam(const Args& args) {
     if (args.size() != 4) {
-        // The bound is 5 although the form takes 4: five arguments count as too few.
-        recordError(args.size() <= 5 ? eTooFewArguments : eTooManyArguments, kBoolSignature);
+        recordError(args.size() <= kBoolTooFewBound ? eTooFewArguments : eTooManyArguments, kBoolSignature);
         return {};
     }
     Shader::Parameter& p = addParameter(args, iShaderParam::eBool);
-    p.properties.set("default", equalsIgnoreCase(args[3], "true"));
-    return generator->generate(p);
+    p.properties.set(Key::kDefault, equalsIgnoreCase(args[3], "true"));
+    return m_generator->generate(p);
 }
 
 Shader::Lines ShaderEffectInfo::handleColourParam(const Args& args) {
@@ -213,13 +262,17 @@ Shader::Lines ShaderEffectInfo::handleColourParam(const Args& args) {
         return {};
     }
     if (!checkParameterFlags(args[3], kColourParameterFlags)) return {};
+    double components[4] = {0, 0, 0, 0};
+    bool numbersFit = true;
+    for (size_t i = 4; i < args.size(); ++i) numbersFit &= readFloat(args[i], components[i - 4]);
+    if (!numbersFit) return {};
     Shader::Parameter& p = addParameter(args, iShaderParam::eFloat4);
-    p.properties.set("flags", args[3]);
-    p.properties.set("c1", doubleFromString(args[4]));
-    p.properties.set("c2", doubleFromString(args[5]));
-    p.properties.set("c3", doubleFromString(args[6]));
-    if (args.size() == 8) p.properties.set("alpha", doubleFromString(args[7]));
-    return generator->generate(p);
+    p.properties.set(Key::kFlags, args[3]);
+    p.properties.set(Key::kColour1, components[0]);
+    p.properties.set(Key::kColour2, components[1]);
+    p.properties.set(Key::kColour3, components[2]);
+    if (args.size() == 8) p.properties.set(Key::kAlpha, components[3]);
+    return m_generator->generate(p);
 }
 
 Shader::Lines ShaderEffectInfo::handleFloat3Param(const Args& args) {
@@ -237,10 +290,10 @@ Shader::Lines ShaderEffectInfo::handleEffectDeclaration(const Args& args) {
         recordError(args.size() < 5 ? eTooFewArguments : eTooManyArguments, kEffectSignature);
         return {};
     }
-    name = args[0];
-    category = args[1];
-    subcategory = args[2];
-    notes = args[3];
+    m_name = args[0];
+    m_category = args[1];
+    m_subcategory = args[2];
+    m_notes = args[3];
     static constexpr std::pair<std::string_view, uint32_t> kCapWords[] = {
         {"CanSize", ScaleAware | RotationAware},
         {"RotationAware", RotationAware},
@@ -248,16 +301,15 @@ Shader::Lines ShaderEffectInfo::handleEffectDeclaration(const Args& args) {
         {"HasMinOutputSize", HasMinOutputSize},
         {"HasMaxOutputSize", HasMaxOutputSize},
     };
-    for (std::string_view part : splitAtBars(args[4].view())) {
-        const Text word = Text(part).trimmedBlanks();
+    for (std::string_view word : splitAtBars(args[4].view())) {
         for (const auto& [capWord, bits] : kCapWords) {
             if (equalsIgnoreCase(word, capWord)) {
-                caps |= bits;
+                m_caps |= bits;
                 break;
             }
         }
     }
-    return generator->generate(Shader::Header{name, category, subcategory, notes, caps});
+    return m_generator->generate(Shader::Header{m_name, m_category, m_subcategory, m_notes, m_caps});
 }
 
 Shader::Lines ShaderEffectInfo::handleInput(const Args& args, Shader::Input::eDimension dimension) {
@@ -273,8 +325,8 @@ Shader::Lines ShaderEffectInfo::handleInput(const Args& args, Shader::Input::eDi
         else if (equalsIgnoreCase(edge, "border")) input.edgeMode = iShaderEffectBase::Border;
         else if (equalsIgnoreCase(edge, "mirror")) input.edgeMode = iShaderEffectBase::Mirror;
     }
-    inputs.push_back(input);
-    return generator->generate(inputs.back());
+    m_inputs.push_back(input);
+    return m_generator->generate(m_inputs.back());
 }
 
 Shader::Lines ShaderEffectInfo::handleInputs(const Args& args) {
@@ -285,8 +337,8 @@ Shader::Lines ShaderEffectInfo::handleInputs(const Args& args) {
         Shader::Input input;
         input.textureName = makeTextureName(arg);
         input.name = arg;
-        inputs.push_back(input);
-        for (const Text& l : generator->generate(inputs.back())) joined += l;
+        m_inputs.push_back(input);
+        for (const Text& l : m_generator->generate(m_inputs.back())) joined += l;
         any = true;
     }
     return any ? Shader::Lines{joined} : Shader::Lines();
@@ -297,8 +349,8 @@ Shader::Lines ShaderEffectInfo::handleMask(const Args&) {
     mask.name = "Mask";
     mask.textureName = makeTextureName("mask");
     mask.isMask = true;
-    inputs.push_back(mask);
-    return generator->generate(inputs.back());
+    m_inputs.push_back(mask);
+    return m_generator->generate(m_inputs.back());
 }
 
 Shader::Lines ShaderEffectInfo::handlePass(const Args& args) {
@@ -306,8 +358,8 @@ Shader::Lines ShaderEffectInfo::handlePass(const Args& args) {
         recordError(args.empty() ? eTooFewArguments : eTooManyArguments, kPassSignature);
         return {};
     }
-    pendingPasses.emplace_back(args[0], args[0] + "_pass", makeTextureName(args[0]));
-    return generator->generate(pendingPasses.back(), true);
+    m_pendingPasses.emplace_back(args[0], Shader::passFunctionName(args[0]), makeTextureName(args[0]));
+    return m_generator->generate(m_pendingPasses.back(), true);
 }
 
 Shader::Lines ShaderEffectInfo::handleEntryPoint(const Args& args) {
@@ -317,11 +369,11 @@ Shader::Lines ShaderEffectInfo::handleEntryPoint(const Args& args) {
     }
     const Text entry = args.empty() ? Text("QfMain") : args[0];
     // The entry point closes a technique: the passes since the last one, then itself.
-    techniques.emplace_back();
-    techniques.back().passes = std::move(pendingPasses);
-    pendingPasses.clear();
-    techniques.back().passes.emplace_back(entry, Text(), Text());
-    return generator->generate(techniques.back().passes.back(), false);
+    m_techniques.emplace_back();
+    m_techniques.back().passes = std::move(m_pendingPasses);
+    m_pendingPasses.clear();
+    m_techniques.back().passes.emplace_back(entry, Text(), Text());
+    return m_generator->generate(m_techniques.back().passes.back(), false);
 }
 
 Shader::Lines ShaderEffectInfo::handleIncludeDirective(const Text& line) {
@@ -329,5 +381,5 @@ Shader::Lines ShaderEffectInfo::handleIncludeDirective(const Text& line) {
     if (open == Text::npos) return {};
     const size_t close = line.find('"', open + 1);
     if (close == Text::npos) return {};
-    return generator->generate(Shader::Include{line.substr(open + 1, close - open - 1)});
+    return m_generator->generate(Shader::Include{line.substr(open + 1, close - open - 1)});
 }

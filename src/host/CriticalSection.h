@@ -10,9 +10,9 @@ public:
     CriticalSection(const CriticalSection&) noexcept {}
     CriticalSection& operator=(const CriticalSection&) noexcept { return *this; }
 
-    void enter() { m_.lock(); }
-    void leave() { m_.unlock(); }
-    bool tryEnter() { return m_.try_lock(); }
+    void enter() { m_mutex.lock(); }
+    void leave() { m_mutex.unlock(); }
+    bool tryEnter() { return m_mutex.try_lock(); }
 
     // std::lock_guard / std::unique_lock compatibility.
     void lock() { enter(); }
@@ -20,17 +20,17 @@ public:
     bool try_lock() { return tryEnter(); }
 
 private:
-    std::recursive_mutex m_;
+    std::recursive_mutex m_mutex;
 };
 
 // Holds a CriticalSection for a scope.
 class CriticalSectionLock {
 public:
-    explicit CriticalSectionLock(CriticalSection& cs) : cs_(cs) { cs_.enter(); }
-    ~CriticalSectionLock() { cs_.leave(); }
+    explicit CriticalSectionLock(CriticalSection& cs) : m_cs(cs) { m_cs.enter(); }
+    ~CriticalSectionLock() { m_cs.leave(); }
     CriticalSectionLock(const CriticalSectionLock&) = delete;
     CriticalSectionLock& operator=(const CriticalSectionLock&) = delete;
 
 private:
-    CriticalSection& cs_;
+    CriticalSection& m_cs;
 };

@@ -110,7 +110,7 @@ void writeTexel(iGPUImage::eFormat format, const RGBAf& value, void* texel) {
 // --- HostImage ---
 
 HostImage::HostImage(XY<int> size, eFormat format)
-    : size_(size), format_(format), pixels_(size_t(size.x) * size_t(size.y) * (bitsPerTexel(format) / 8)) {}
+    : m_size(size), m_format(format), m_pixels(size_t(size.x) * size_t(size.y) * (bitsPerTexel(format) / 8)) {}
 
 Ptr<HostImage> HostImage::create(XY<int> size, eFormat format) {
     if (size.x < 1 || size.y < 1 || size.x > kMaxDimension || size.y > kMaxDimension) return nullptr;
@@ -131,19 +131,19 @@ Ptr<HostImage> HostImage::fromGPUImage(const iGPUImage& image) {
 }
 
 Ptr<HostImage> HostImage::convertedTo(eFormat format) const {
-    Ptr<HostImage> out = create(size_, format);
+    Ptr<HostImage> out = create(m_size, format);
     if (!out) return nullptr;
-    if (format == format_) {
-        std::memcpy(out->data(), data(), pixels_.size());
+    if (format == m_format) {
+        std::memcpy(out->data(), data(), m_pixels.size());
         return out;
     }
-    for (int y = 0; y < size_.y; ++y)
-        for (int x = 0; x < size_.x; ++x) out->setTexel(x, y, getTexel(x, y));
+    for (int y = 0; y < m_size.y; ++y)
+        for (int x = 0; x < m_size.x; ++x) out->setTexel(x, y, getTexel(x, y));
     return out;
 }
 
 bool HostImage::matches(const iGPUImage& image) const {
-    return !image.is3D() && image.getSize() == size_ && image.getFormat() == format_;
+    return !image.is3D() && image.getSize() == m_size && image.getFormat() == m_format;
 }
 
 bool HostImage::uploadTo(iGPUImage& image) const {
@@ -155,7 +155,7 @@ bool HostImage::readBackFrom(const iGPUImage& image) {
 }
 
 Ptr<iGPUImage> HostImage::createGPUImage(iGPUService& gpu) const {
-    Ptr<iGPUImage> image = gpu.createImage(size_, format_);
+    Ptr<iGPUImage> image = gpu.createImage(m_size, m_format);
     if (!image || !uploadTo(*image)) return nullptr;
     return image;
 }
@@ -163,8 +163,8 @@ Ptr<iGPUImage> HostImage::createGPUImage(iGPUService& gpu) const {
 // --- HostImage3D ---
 
 HostImage3D::HostImage3D(int width, int height, int depth, int channels)
-    : width_(width), height_(height), depth_(depth), channels_(channels),
-      values_(size_t(width) * size_t(height) * size_t(depth) * size_t(channels)) {}
+    : m_width(width), m_height(height), m_depth(depth), m_channels(channels),
+      m_values(size_t(width) * size_t(height) * size_t(depth) * size_t(channels)) {}
 
 Ptr<HostImage3D> HostImage3D::create(int width, int height, int depth, int channels) {
     if (channels != 3 && channels != 4) return nullptr;
@@ -196,18 +196,18 @@ static bool allocateStaging(std::vector<uint8_t>& staging, size_t bytes) {
 }
 
 bool HostImage3D::matches(const iGPUImage& image) const {
-    return image.is3D() && image.getSize() == XY<int>(width_, height_) && image.getDepth() == depth_;
+    return image.is3D() && image.getSize() == XY<int>(m_width, m_height) && image.getDepth() == m_depth;
 }
 
 bool HostImage3D::uploadTo(iGPUImage& image) const {
     if (!matches(image)) return false;
-    if (channels_ == 4 && image.getFormat() == iGPUImage::eRGBA32F) return image.upload(values_.data());
+    if (m_channels == 4 && image.getFormat() == iGPUImage::eRGBA32F) return image.upload(m_values.data());
     const unsigned texelBytes = image.texelBytes();
     std::vector<uint8_t> staging;
     if (!allocateStaging(staging, getNumTexels() * texelBytes)) return false;
-    const float* in = values_.data();
-    for (size_t i = 0; i < getNumTexels(); ++i, in += channels_) {
-        const RGBAf texel{in[0], in[1], in[2], channels_ == 4 ? in[3] : 1.0f};
+    const float* in = m_values.data();
+    for (size_t i = 0; i < getNumTexels(); ++i, in += m_channels) {
+        const RGBAf texel{in[0], in[1], in[2], m_channels == 4 ? in[3] : 1.0f};
         writeTexel(image.getFormat(), texel, staging.data() + i * texelBytes);
     }
     return image.upload(staging.data());
@@ -215,21 +215,21 @@ bool HostImage3D::uploadTo(iGPUImage& image) const {
 
 bool HostImage3D::readBackFrom(const iGPUImage& image) {
     if (!matches(image)) return false;
-    if (channels_ == 4 && image.getFormat() == iGPUImage::eRGBA32F) return image.readBack(values_.data());
+    if (m_channels == 4 && image.getFormat() == iGPUImage::eRGBA32F) return image.readBack(m_values.data());
     const unsigned texelBytes = image.texelBytes();
     std::vector<uint8_t> staging;
     if (!allocateStaging(staging, getNumTexels() * texelBytes)) return false;
     if (!image.readBack(staging.data())) return false;
-    float* out = values_.data();
-    for (size_t i = 0; i < getNumTexels(); ++i, out += channels_) {
+    float* out = m_values.data();
+    for (size_t i = 0; i < getNumTexels(); ++i, out += m_channels) {
         const RGBAf texel = readTexel(image.getFormat(), staging.data() + i * texelBytes);
-        std::copy_n(texel.begin(), channels_, out);
+        std::copy_n(texel.begin(), m_channels, out);
     }
     return true;
 }
 
 Ptr<iGPUImage> HostImage3D::createGPUImage(iGPUService& gpu, iGPUImage::eFormat format) const {
-    Ptr<iGPUImage> image = gpu.create3DImage(width_, height_, depth_, format);
+    Ptr<iGPUImage> image = gpu.create3DImage(m_width, m_height, m_depth, format);
     if (!image || !uploadTo(*image)) return nullptr;
     return image;
 }

@@ -44,21 +44,21 @@ public:
     // A copy of a 2D GPU image's texels; null when the read-back fails.
     static Ptr<HostImage> fromGPUImage(const iGPUImage& image);
 
-    XY<int> getSize() const { return size_; }
-    int getWidth() const { return size_.x; }
-    int getHeight() const { return size_.y; }
-    eFormat getFormat() const { return format_; }
-    unsigned texelBytes() const { return bitsPerTexel(format_) / 8; }
-    size_t getStride() const { return size_t(size_.x) * texelBytes(); }
-    size_t getByteSize() const { return pixels_.size(); }
-    uint8_t* data() { return pixels_.data(); }
-    const uint8_t* data() const { return pixels_.data(); }
-    uint8_t* row(int y) { return pixels_.data() + size_t(y) * getStride(); }
-    const uint8_t* row(int y) const { return pixels_.data() + size_t(y) * getStride(); }
+    XY<int> getSize() const { return m_size; }
+    int getWidth() const { return m_size.x; }
+    int getHeight() const { return m_size.y; }
+    eFormat getFormat() const { return m_format; }
+    unsigned texelBytes() const { return bitsPerTexel(m_format) / 8; }
+    size_t getStride() const { return size_t(m_size.x) * texelBytes(); }
+    size_t getByteSize() const { return m_pixels.size(); }
+    uint8_t* data() { return m_pixels.data(); }
+    const uint8_t* data() const { return m_pixels.data(); }
+    uint8_t* row(int y) { return m_pixels.data() + size_t(y) * getStride(); }
+    const uint8_t* row(int y) const { return m_pixels.data() + size_t(y) * getStride(); }
 
     // Texel access through normalised floats; coordinates must lie inside.
-    RGBAf getTexel(int x, int y) const { return readTexel(format_, texel(x, y)); }
-    void setTexel(int x, int y, const RGBAf& value) { writeTexel(format_, value, texel(x, y)); }
+    RGBAf getTexel(int x, int y) const { return readTexel(m_format, texel(x, y)); }
+    void setTexel(int x, int y, const RGBAf& value) { writeTexel(m_format, value, texel(x, y)); }
 
     // The same picture in another format (values clamped where it is narrower).
     Ptr<HostImage> convertedTo(eFormat format) const;
@@ -75,9 +75,9 @@ private:
     uint8_t* texel(int x, int y) { return row(y) + size_t(x) * texelBytes(); }
     bool matches(const iGPUImage& image) const;
 
-    XY<int> size_;
-    eFormat format_;
-    std::vector<uint8_t> pixels_;
+    XY<int> m_size;
+    eFormat m_format;
+    std::vector<uint8_t> m_pixels;
 };
 
 class HostImage3D : public iObject {
@@ -91,15 +91,15 @@ public:
     // A copy of a 3D GPU image's texels as float RGBA (or RGB: alpha dropped).
     static Ptr<HostImage3D> fromGPUImage(const iGPUImage& image, int channels = 4);
 
-    int getWidth() const { return width_; }
-    int getHeight() const { return height_; }
-    int getDepth() const { return depth_; }
-    int getChannels() const { return channels_; }
-    size_t getNumTexels() const { return size_t(width_) * size_t(height_) * size_t(depth_); }
-    float* data() { return values_.data(); }
-    const float* data() const { return values_.data(); }
-    float* texel(int x, int y, int z) { return values_.data() + index(x, y, z); }
-    const float* texel(int x, int y, int z) const { return values_.data() + index(x, y, z); }
+    int getWidth() const { return m_width; }
+    int getHeight() const { return m_height; }
+    int getDepth() const { return m_depth; }
+    int getChannels() const { return m_channels; }
+    size_t getNumTexels() const { return size_t(m_width) * size_t(m_height) * size_t(m_depth); }
+    float* data() { return m_values.data(); }
+    const float* data() const { return m_values.data(); }
+    float* texel(int x, int y, int z) { return m_values.data() + index(x, y, z); }
+    const float* texel(int x, int y, int z) const { return m_values.data() + index(x, y, z); }
 
     // To and from a 3D GPU image of the same size, in any texel format: RGB
     // texels gain alpha 1 on the way up and drop it on the way back.
@@ -110,13 +110,13 @@ public:
 private:
     HostImage3D(int width, int height, int depth, int channels);
     size_t index(int x, int y, int z) const {
-        return ((size_t(z) * size_t(height_) + size_t(y)) * size_t(width_) + size_t(x)) * size_t(channels_);
+        return ((size_t(z) * size_t(m_height) + size_t(y)) * size_t(m_width) + size_t(x)) * size_t(m_channels);
     }
     bool matches(const iGPUImage& image) const;
 
-    int width_;
-    int height_;
-    int depth_;
-    int channels_;
-    std::vector<float> values_;
+    int m_width;
+    int m_height;
+    int m_depth;
+    int m_channels;
+    std::vector<float> m_values;
 };

@@ -33,29 +33,29 @@ public:
     LightweightString(view_type s) { assign(s); }
     LightweightString(const std_type& s) { assign(view_type(s)); }
     LightweightString(size_t count, CharT c) {
-        if (count) { rep_ = Rep::make(count, count); std::fill_n(rep_->chars(), count, c); }
+        if (count) { m_rep = Rep::make(count, count); std::fill_n(m_rep->chars(), count, c); }
     }
 
-    LightweightString(const LightweightString& o) noexcept : rep_(o.rep_) { retain(); }
-    LightweightString(LightweightString&& o) noexcept : rep_(o.rep_) { o.rep_ = nullptr; }
+    LightweightString(const LightweightString& o) noexcept : m_rep(o.m_rep) { retain(); }
+    LightweightString(LightweightString&& o) noexcept : m_rep(o.m_rep) { o.m_rep = nullptr; }
     LightweightString& operator=(const LightweightString& o) noexcept {
-        if (rep_ != o.rep_) { Rep* old = rep_; rep_ = o.rep_; retain(); release(old); }
+        if (m_rep != o.m_rep) { Rep* old = m_rep; m_rep = o.m_rep; retain(); release(old); }
         return *this;
     }
     LightweightString& operator=(LightweightString&& o) noexcept {
-        if (this != &o) { release(rep_); rep_ = o.rep_; o.rep_ = nullptr; }
+        if (this != &o) { release(m_rep); m_rep = o.m_rep; o.m_rep = nullptr; }
         return *this;
     }
-    ~LightweightString() { release(rep_); }
+    ~LightweightString() { release(m_rep); }
 
     // --- reading ---
-    bool isNull() const noexcept { return rep_ == nullptr; }
+    bool isNull() const noexcept { return m_rep == nullptr; }
     bool empty() const noexcept { return size() == 0; }
-    size_t size() const noexcept { return rep_ ? rep_->size : 0; }
+    size_t size() const noexcept { return m_rep ? m_rep->size : 0; }
     size_t length() const noexcept { return size(); }
-    const CharT* c_str() const noexcept { return rep_ ? rep_->chars() : emptyText(); }
+    const CharT* c_str() const noexcept { return m_rep ? m_rep->chars() : emptyText(); }
     const CharT* data() const noexcept { return c_str(); }
-    view_type view() const noexcept { return rep_ ? view_type(rep_->chars(), rep_->size) : view_type(); }
+    view_type view() const noexcept { return m_rep ? view_type(m_rep->chars(), m_rep->size) : view_type(); }
     operator view_type() const noexcept { return view(); }
     std_type str() const { return std_type(view()); }
     // Index size() reads the terminating 0, for a null string too.
@@ -75,10 +75,14 @@ public:
     // Removes leading and trailing blanks (code 0x20 only: tabs are kept).
     LightweightString trimmedBlanks() const {
         const view_type v = view();
+        const view_type t = trimBlanks(v);
+        return t.size() == v.size() ? *this : LightweightString(t);
+    }
+    // The same rule on a view: the one trim of effect text.
+    static view_type trimBlanks(view_type v) noexcept {
         const size_t first = v.find_first_not_of(CharT(' '));
         if (first == view_type::npos) return {};
-        const size_t last = v.find_last_not_of(CharT(' '));
-        return substr(first, last - first + 1);
+        return v.substr(first, v.find_last_not_of(CharT(' ')) - first + 1);
     }
 
     // --- building ---
@@ -86,12 +90,12 @@ public:
         if (!s.empty()) {
             const size_t old = size();
             // `s` may point into this string's own buffer: copy before it can move.
-            if (rep_ && s.data() >= rep_->chars() && s.data() < rep_->chars() + rep_->size) {
+            if (m_rep && s.data() >= m_rep->chars() && s.data() < m_rep->chars() + m_rep->size) {
                 const std_type copy(s);
                 return *this += view_type(copy);
             }
             makeUnique(old + s.size());
-            copyChars(s.data(), s.size(), rep_->chars() + old);
+            copyChars(s.data(), s.size(), m_rep->chars() + old);
             setSize(old + s.size());
         }
         return *this;
@@ -100,14 +104,14 @@ public:
     LightweightString& operator+=(const LightweightString& s) { return *this += s.view(); }
     LightweightString& operator+=(CharT c) { return *this += view_type(&c, 1); }
     void reserve(size_t n) { if (n > size()) makeUnique(n); }
-    void clear() { release(rep_); rep_ = nullptr; }
+    void clear() { release(m_rep); m_rep = nullptr; }
 
     friend LightweightString operator+(const LightweightString& a, view_type b) {
         LightweightString r;
         const size_t n = a.size() + b.size();
         if (n == 0) return r;
-        r.rep_ = Rep::make(n, n);
-        copyChars(b.data(), b.size(), copyChars(a.data(), a.size(), r.rep_->chars()));
+        r.m_rep = Rep::make(n, n);
+        copyChars(b.data(), b.size(), copyChars(a.data(), a.size(), r.m_rep->chars()));
         return r;
     }
     friend LightweightString operator+(const LightweightString& a, const LightweightString& b) { return a + b.view(); }
@@ -146,8 +150,8 @@ private:
     static const CharT* emptyText() noexcept { static const CharT e[1] = {CharT(0)}; return e; }
     void assign(view_type s) {
         if (s.empty()) return;
-        rep_ = Rep::make(s.size(), s.size());
-        copyChars(s.data(), s.size(), rep_->chars());
+        m_rep = Rep::make(s.size(), s.size());
+        copyChars(s.data(), s.size(), m_rep->chars());
     }
     // GCC 12 misjudges the bounds of the characters that follow the header
     // on paths it cannot rule out (e.g. substr past the end) and warns falsely.
@@ -159,26 +163,26 @@ private:
         return to + n;
     }
 #pragma GCC diagnostic pop
-    void retain() noexcept { if (rep_) rep_->refs.fetch_add(1, std::memory_order_relaxed); }
+    void retain() noexcept { if (m_rep) m_rep->refs.fetch_add(1, std::memory_order_relaxed); }
     static void release(Rep* r) noexcept {
         if (r && r->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) Rep::destroy(r);
     }
-    void setSize(size_t n) noexcept { rep_->size = n; rep_->chars()[n] = CharT(0); }
+    void setSize(size_t n) noexcept { m_rep->size = n; m_rep->chars()[n] = CharT(0); }
     // Makes the buffer this object's own (copy-on-write) with room for `needed`
     // characters, growing geometrically so that appending is amortised O(1).
     void makeUnique(size_t needed) {
-        const bool shared = rep_ && rep_->refs.load(std::memory_order_acquire) != 1;
-        if (rep_ && !shared && rep_->capacity >= needed) return;
+        const bool shared = m_rep && m_rep->refs.load(std::memory_order_acquire) != 1;
+        if (m_rep && !shared && m_rep->capacity >= needed) return;
         const size_t old = size();
         size_t capacity = std::max(needed, old);
-        if (rep_ && !shared) capacity = std::max(capacity, rep_->capacity * 2);
+        if (m_rep && !shared) capacity = std::max(capacity, m_rep->capacity * 2);
         Rep* fresh = Rep::make(old, capacity);
-        if (rep_) copyChars(rep_->chars(), old, fresh->chars());
-        release(rep_);
-        rep_ = fresh;
+        if (m_rep) copyChars(m_rep->chars(), old, fresh->chars());
+        release(m_rep);
+        m_rep = fresh;
     }
 
-    Rep* rep_ = nullptr;
+    Rep* m_rep = nullptr;
 };
 
 using NarrowString = LightweightString<char>;

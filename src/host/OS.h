@@ -7,13 +7,13 @@
 
 #include "GPUImage.h"
 #include "LightweightString.h"
+#include "ShaderContract.h"
 #include "ShaderEffect.h"
 
 // The GPU service: shader compilation and GPU images.
 class iGPUService : public iVirtual {
 public:
-    // 0: Cg-style effect text, 1: GLSL.
-    virtual int getShadingLanguage() const = 0;
+    virtual eShadingLanguage getShadingLanguage() const = 0;
     // Compiles an effect file whose text is ready for the compiler.
     virtual ShaderCompilationOutput compileEffectFile(const LightweightString<wchar_t>& path, const ShaderDefinitions& definitions) = 0;
     // Compiles generated effect text.

@@ -3,6 +3,7 @@
 #include "Strings.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
 
 #ifndef QFFX_DEFAULT_SHADERS_DIR
@@ -19,19 +20,28 @@ LightweightString<wchar_t> withTrailingSeparator(const LightweightString<wchar_t
     return dir + L'/';
 }
 
+// Effect text includes files from the shaders directory by this path, and
+// the compiler resolves a relative include against its own working
+// directory, not ours: the directory is always made absolute.
+LightweightString<wchar_t> absoluteDirectory(const LightweightString<wchar_t>& dir) {
+    if (dir.empty() || dir.startsWith(L"/")) return withTrailingSeparator(dir);
+    std::error_code ec;
+    const std::filesystem::path absolute = std::filesystem::absolute(std::filesystem::path(toUTF8(dir).str()), ec);
+    return withTrailingSeparator(ec ? dir : fromUTF8(absolute.lexically_normal().string().c_str()));
+}
+
 LightweightString<wchar_t> getShadersDir() {
     {
         std::lock_guard<std::mutex> lock(g_dirsMutex);
         if (!g_shadersOverride.empty()) return g_shadersOverride;
     }
-    if (const char* env = std::getenv("QFFX_SHADERS_DIR"); env && *env)
-        return withTrailingSeparator(fromUTF8(env));
-    return withTrailingSeparator(fromUTF8(QFFX_DEFAULT_SHADERS_DIR));
+    if (const char* env = std::getenv("QFFX_SHADERS_DIR"); env && *env) return absoluteDirectory(fromUTF8(env));
+    return absoluteDirectory(fromUTF8(QFFX_DEFAULT_SHADERS_DIR));
 }
 
 void setShadersDir(const LightweightString<wchar_t>& dir) {
     std::lock_guard<std::mutex> lock(g_dirsMutex);
-    g_shadersOverride = withTrailingSeparator(dir);
+    g_shadersOverride = absoluteDirectory(dir);
 }
 
 LightweightString<wchar_t> joinPaths(const LightweightString<wchar_t>& dir, const LightweightString<wchar_t>& name) {

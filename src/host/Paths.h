@@ -7,7 +7,7 @@
 
 #include "LightweightString.h"
 
-// The effects directory, always ending in a separator.
+// The effects directory: absolute, always ending in a separator.
 LightweightString<wchar_t> getShadersDir();
 // Overrides the shaders directory; an empty path restores the default choice.
 void setShadersDir(const LightweightString<wchar_t>& dir);
@@ -20,5 +20,7 @@ LightweightString<wchar_t> stripPath(const LightweightString<wchar_t>& path);
 LightweightString<wchar_t> stripPathAndExt(const LightweightString<wchar_t>& path);
 // "/x/y/name.fx" -> "fx"; "" when the file name has no extension.
 LightweightString<wchar_t> getExtension(const LightweightString<wchar_t>& path);
+// An absolute form of `dir` (against the working directory), with a trailing separator.
+LightweightString<wchar_t> absoluteDirectory(const LightweightString<wchar_t>& dir);
 // Adds a trailing separator unless there is one (or the path is empty).
 LightweightString<wchar_t> withTrailingSeparator(const LightweightString<wchar_t>& dir);

@@ -19,16 +19,16 @@ public:
     InternalRefCount(const InternalRefCount&) noexcept {}
     InternalRefCount& operator=(const InternalRefCount&) noexcept { return *this; }
 
-    void addRef() const noexcept { refs_.fetch_add(1, std::memory_order_relaxed); }
+    void addRef() const noexcept { m_refs.fetch_add(1, std::memory_order_relaxed); }
     // Returns the count left after the release.
-    int release() const noexcept { return refs_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
-    int refCount() const noexcept { return refs_.load(std::memory_order_acquire); }
+    int release() const noexcept { return m_refs.fetch_sub(1, std::memory_order_acq_rel) - 1; }
+    int refCount() const noexcept { return m_refs.load(std::memory_order_acquire); }
 
 protected:
     ~InternalRefCount() = default;
 
 private:
-    mutable std::atomic<int> refs_{0};
+    mutable std::atomic<int> m_refs{0};
 };
 
 } // namespace Qf
@@ -56,11 +56,11 @@ class Ptr {
 public:
     Ptr() noexcept = default;
     Ptr(std::nullptr_t) noexcept {}
-    explicit Ptr(T* p) noexcept : p_(p) { if (p_) RefTraits::addRef(p_); }
-    Ptr(const Ptr& o) noexcept : p_(o.p_) { if (p_) RefTraits::addRef(p_); }
-    Ptr(Ptr&& o) noexcept : p_(std::exchange(o.p_, nullptr)) {}
+    explicit Ptr(T* p) noexcept : m_p(p) { if (m_p) RefTraits::addRef(m_p); }
+    Ptr(const Ptr& o) noexcept : m_p(o.m_p) { if (m_p) RefTraits::addRef(m_p); }
+    Ptr(Ptr&& o) noexcept : m_p(std::exchange(o.m_p, nullptr)) {}
     template <typename U>
-    Ptr(const Ptr<U, DtorTraits, RefTraits>& o) noexcept : p_(o.get()) { if (p_) RefTraits::addRef(p_); }
+    Ptr(const Ptr<U, DtorTraits, RefTraits>& o) noexcept : m_p(o.get()) { if (m_p) RefTraits::addRef(m_p); }
     ~Ptr() { reset(); }
 
     Ptr& operator=(const Ptr& o) noexcept { Ptr(o).swap(*this); return *this; }
@@ -68,19 +68,19 @@ public:
     Ptr& operator=(std::nullptr_t) noexcept { reset(); return *this; }
 
     void reset() noexcept {
-        if (T* p = std::exchange(p_, nullptr); p && RefTraits::release(p) == 0) DtorTraits::destroy(p);
+        if (T* p = std::exchange(m_p, nullptr); p && RefTraits::release(p) == 0) DtorTraits::destroy(p);
     }
-    void swap(Ptr& o) noexcept { std::swap(p_, o.p_); }
+    void swap(Ptr& o) noexcept { std::swap(m_p, o.m_p); }
 
-    T* get() const noexcept { return p_; }
-    T* operator->() const noexcept { return p_; }
-    T& operator*() const noexcept { return *p_; }
-    explicit operator bool() const noexcept { return p_ != nullptr; }
-    friend bool operator==(const Ptr& a, const Ptr& b) noexcept { return a.p_ == b.p_; }
-    friend bool operator==(const Ptr& a, std::nullptr_t) noexcept { return a.p_ == nullptr; }
+    T* get() const noexcept { return m_p; }
+    T* operator->() const noexcept { return m_p; }
+    T& operator*() const noexcept { return *m_p; }
+    explicit operator bool() const noexcept { return m_p != nullptr; }
+    friend bool operator==(const Ptr& a, const Ptr& b) noexcept { return a.m_p == b.m_p; }
+    friend bool operator==(const Ptr& a, std::nullptr_t) noexcept { return a.m_p == nullptr; }
 
 private:
-    T* p_ = nullptr;
+    T* m_p = nullptr;
 };
 
 // Makes a new counted object and returns the first reference to it.

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cwctype>
+#include <locale.h>
+#include <string>
 
 namespace {
 
@@ -103,23 +105,73 @@ LightweightString<char> StringFromFloat(double value) {
     return LightweightString<char>(buf, size_t(r.ptr - buf));
 }
 
+namespace {
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// The length of the decimal number at the start of `s` (an optional sign,
+// digits with at most one point and at least one digit, then an optional
+// exponent), or 0 when `s` does not begin with one.
+size_t decimalNumberLength(std::string_view s) {
+    size_t i = 0;
+    if (i < s.size() && (s[i] == '+' || s[i] == '-')) ++i;
+    size_t digits = 0;
+    while (i < s.size() && isDigit(s[i])) ++i, ++digits;
+    if (i < s.size() && s[i] == '.') {
+        ++i;
+        while (i < s.size() && isDigit(s[i])) ++i, ++digits;
+    }
+    if (digits == 0) return 0;
+    if (i < s.size() && (s[i] == 'e' || s[i] == 'E')) {
+        size_t j = i + 1;
+        if (j < s.size() && (s[j] == '+' || s[j] == '-')) ++j;
+        if (j < s.size() && isDigit(s[j])) {
+            while (j < s.size() && isDigit(s[j])) ++j;
+            i = j;
+        }
+    }
+    return i;
+}
+
+std::string_view skipBlanks(std::string_view s) {
+    while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
+    return s;
+}
+
+// The C locale, for conversions that must not follow the process's locale.
+locale_t cLocale() {
+    static const locale_t locale = newlocale(LC_ALL_MASK, "C", locale_t(0));
+    return locale;
+}
+
+} // namespace
+
 double doubleFromString(std::string_view s) noexcept {
-    // strtod needs a terminated buffer; declaration arguments are short.
-    char buf[128];
-    const size_t n = std::min(s.size(), sizeof buf - 1);
-    s.copy(buf, n);
-    buf[n] = 0;
-    const double v = std::strtod(buf, nullptr);
-    return std::isfinite(v) || std::isinf(v) ? v : 0.0;
+    s = skipBlanks(s);
+    const size_t length = decimalNumberLength(s);
+    if (length == 0) return 0;
+    // The number is copied whole, however long, and read in the C locale:
+    // an editor with a decimal-comma locale must still read "0.5" as 0.5.
+    // Beyond the range of a double the result is an infinity.
+    const std::string number(s.substr(0, length));
+    return strtod_l(number.c_str(), nullptr, cLocale());
 }
 
 int64_t integerFromString(std::string_view s) noexcept {
-    size_t i = 0;
-    while (i < s.size() && (s[i] == ' ' || s[i] == '\t')) ++i;
-    int64_t v = 0;
-    if (i < s.size() && s[i] == '+') ++i;
-    auto r = std::from_chars(s.data() + i, s.data() + s.size(), v);
-    return r.ec == std::errc() ? v : 0;
+    s = skipBlanks(s);
+    bool negative = false;
+    if (!s.empty() && (s.front() == '+' || s.front() == '-')) {
+        negative = s.front() == '-';
+        s.remove_prefix(1);
+    }
+    // All leading digits are read, saturating at the limits of 64 bits.
+    uint64_t magnitude = 0;
+    const uint64_t limit = negative ? uint64_t(INT64_MAX) + 1 : uint64_t(INT64_MAX);
+    for (size_t i = 0; i < s.size() && isDigit(s[i]); ++i) {
+        const unsigned digit = unsigned(s[i] - '0');
+        magnitude = magnitude > (limit - digit) / 10 ? limit : magnitude * 10 + digit;
+    }
+    return negative ? int64_t(0 - magnitude) : int64_t(magnitude);
 }
 
 namespace Qf {
@@ -127,10 +179,11 @@ namespace Qf {
 LightweightString<wchar_t> WStringFromFloat(double value, int places, bool trim) {
     if (places < 0) places = 0;
     if (places > 17) places = 17;
+    // to_chars, not printf: the text must not follow the process's locale.
     char buf[400];
-    int n = std::snprintf(buf, sizeof buf, "%.*f", places, value);
-    if (n < 0 || n >= int(sizeof buf)) n = std::snprintf(buf, sizeof buf, "%g", value);
-    std::string_view text(buf, size_t(n));
+    auto r = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed, places);
+    if (r.ec != std::errc()) r = std::to_chars(buf, buf + sizeof buf, value);
+    std::string_view text(buf, size_t(r.ptr - buf));
     if (trim && text.find('.') != std::string_view::npos) {
         while (text.ends_with('0')) text.remove_suffix(1);
         if (text.ends_with('.')) text.remove_suffix(1);

@@ -22,8 +22,11 @@ LightweightString<char> StringFromInteger(int64_t value);
 // The shortest text that reads back as the same double ("0.5", "1", "1e+20").
 LightweightString<char> StringFromFloat(double value);
 
-// The standard decimal-text conversions: the longest leading number is taken,
-// text that does not begin with one gives 0. Leading blanks are skipped.
+// Decimal text to numbers, independent of the C locale: after leading blanks
+// the longest leading decimal number is read, however long; text that does
+// not begin with one gives 0. Hexadecimal, "inf" and "nan" are not numbers
+// here. A real beyond the range of a double reads as an infinity; a whole
+// number beyond 64 bits saturates.
 double doubleFromString(std::string_view s) noexcept;
 int64_t integerFromString(std::string_view s) noexcept;
 

@@ -159,18 +159,18 @@ bool Surface::init(uint32_t width, uint32_t height, Format format, uint16_t bits
         }
     }
 
-    format_ = format;
-    width_ = width;
-    height_ = height;
-    bitsPerComponent_ = bitsPerComponent;
-    bitsPerPixel_ = bitsPerPixel;
-    layout_ = layout;
-    stride_ = stride;
-    pixels_ = std::move(pixels);
-    byteSize_ = pixels_ ? size_t(bytes) : 0;
-    gpu_ = nullptr;
-    video_ = {};
-    sample_ = {};
+    m_format = format;
+    m_width = width;
+    m_height = height;
+    m_bitsPerComponent = bitsPerComponent;
+    m_bitsPerPixel = bitsPerPixel;
+    m_layout = layout;
+    m_stride = stride;
+    m_pixels = std::move(pixels);
+    m_byteSize = m_pixels ? size_t(bytes) : 0;
+    m_gpu = nullptr;
+    m_video = {};
+    m_sample = {};
     return true;
 }
 
@@ -187,21 +187,21 @@ Surface Surface::forGPUImage(Ptr<iGPUImage> image) {
     }
     const XY<int> size = image->getSize();
     if (size.x <= 0 || size.y <= 0) return s;
-    if (s.init(uint32_t(size.x), uint32_t(size.y), format, bpc, 0, ePacked, eAllocNone, 0)) s.gpu_ = std::move(image);
+    if (s.init(uint32_t(size.x), uint32_t(size.y), format, bpc, 0, ePacked, eAllocNone, 0)) s.m_gpu = std::move(image);
     return s;
 }
 
 Surface Surface::clone() const {
     Surface copy = *this;
-    if (pixels_) {
-        copy.pixels_ = std::make_shared<uint8_t[]>(byteSize_);
-        std::memcpy(copy.pixels_.get(), pixels_.get(), byteSize_);
+    if (m_pixels) {
+        copy.m_pixels = std::make_shared<uint8_t[]>(m_byteSize);
+        std::memcpy(copy.m_pixels.get(), m_pixels.get(), m_byteSize);
     }
     return copy;
 }
 
 std::optional<TexelLayout> Surface::getTexelLayout() const {
-    return texelLayoutFor(format_, bitsPerComponent_, width_, height_);
+    return texelLayoutFor(m_format, m_bitsPerComponent, m_width, m_height);
 }
 
 uint8_t* Surface::getRow(uint32_t y, unsigned plane) {
@@ -209,21 +209,21 @@ uint8_t* Surface::getRow(uint32_t y, unsigned plane) {
 }
 
 const uint8_t* Surface::getRow(uint32_t y, unsigned plane) const {
-    if (!pixels_ || y >= height_ || plane >= getNumPlanes()) return nullptr;
-    const size_t offset = (size_t(plane) * height_ + y) * stride_;
-    return offset + stride_ <= byteSize_ ? pixels_.get() + offset : nullptr;
+    if (!m_pixels || y >= m_height || plane >= getNumPlanes()) return nullptr;
+    const size_t offset = (size_t(plane) * m_height + y) * m_stride;
+    return offset + m_stride <= m_byteSize ? m_pixels.get() + offset : nullptr;
 }
 
 unsigned Surface::getPixelsPerTexel() const {
-    if (bitsPerPixel_ == 0) return 0;
-    return getTexelSize() * 8u / bitsPerPixel_;
+    if (m_bitsPerPixel == 0) return 0;
+    return getTexelSize() * 8u / m_bitsPerPixel;
 }
 
 bool Surface::matchesGPUImage() const {
     const std::optional<TexelLayout> t = getTexelLayout();
-    if (!gpu_ || !t || gpu_->is3D() || gpu_->getFormat() != t->texelFormat) return false;
-    if (gpu_->getSize() != XY<int>(int(t->texelsPerRow), int(t->rows))) return false;
-    return stride_ >= t->minStride && stride_ % t->texelBytes == 0;
+    if (!m_gpu || !t || m_gpu->is3D() || m_gpu->getFormat() != t->texelFormat) return false;
+    if (m_gpu->getSize() != XY<int>(int(t->texelsPerRow), int(t->rows))) return false;
+    return m_stride >= t->minStride && m_stride % t->texelBytes == 0;
 }
 
 Ptr<iGPUImage> Surface::createGPUSurface(iGPUService& gpu) {
@@ -231,30 +231,30 @@ Ptr<iGPUImage> Surface::createGPUSurface(iGPUService& gpu) {
     if (!t || t->texelsPerRow == 0 || t->rows == 0) return nullptr;
     Ptr<iGPUImage> image = gpu.createImage({int(t->texelsPerRow), int(t->rows)}, t->texelFormat);
     if (!image) return nullptr;
-    Ptr<iGPUImage> previous = std::exchange(gpu_, image);
-    if (pixels_ && !uploadToGPU()) {
-        gpu_ = std::move(previous);
+    Ptr<iGPUImage> previous = std::exchange(m_gpu, image);
+    if (m_pixels && !uploadToGPU()) {
+        m_gpu = std::move(previous);
         return nullptr;
     }
     return image;
 }
 
 bool Surface::uploadToGPU() const {
-    if (!pixels_ || !matchesGPUImage()) return false;
-    if (size_t(stride_) * size_t(gpu_->getSize().y) > byteSize_) return false;
-    return gpu_->upload(pixels_.get(), stride_);
+    if (!m_pixels || !matchesGPUImage()) return false;
+    if (size_t(m_stride) * size_t(m_gpu->getSize().y) > m_byteSize) return false;
+    return m_gpu->upload(m_pixels.get(), m_stride);
 }
 
 bool Surface::readBackFromGPU() {
     if (!matchesGPUImage()) return false;
-    const size_t bytes = size_t(stride_) * size_t(gpu_->getSize().y);
-    if (!pixels_ || byteSize_ < bytes) {
+    const size_t bytes = size_t(m_stride) * size_t(m_gpu->getSize().y);
+    if (!m_pixels || m_byteSize < bytes) {
         try {
-            pixels_ = std::make_shared<uint8_t[]>(bytes);
+            m_pixels = std::make_shared<uint8_t[]>(bytes);
         } catch (const std::bad_alloc&) {
             return false;
         }
-        byteSize_ = bytes;
+        m_byteSize = bytes;
     }
-    return gpu_->readBack(pixels_.get(), stride_);
+    return m_gpu->readBack(m_pixels.get(), m_stride);
 }

@@ -136,43 +136,43 @@ public:
     // Copies the host pixels into memory of its own; the GPU image stays shared.
     Surface clone() const;
 
-    bool isEmpty() const { return width_ == 0 || height_ == 0; }
+    bool isEmpty() const { return m_width == 0 || m_height == 0; }
 
     // --- description ---
-    Format getDataFormat() const { return format_; }
-    uint32_t getWidth() const { return width_; }
-    uint32_t getHeight() const { return height_; }
-    XY<int> getSize() const { return {int(width_), int(height_)}; }
-    uint16_t getBitsPerComponent() const { return bitsPerComponent_; }
-    uint16_t getBitsPerPixel() const { return bitsPerPixel_; }
-    eLayout getLayout() const { return layout_; }
-    uint32_t getStride() const { return stride_; }
+    Format getDataFormat() const { return m_format; }
+    uint32_t getWidth() const { return m_width; }
+    uint32_t getHeight() const { return m_height; }
+    XY<int> getSize() const { return {int(m_width), int(m_height)}; }
+    uint16_t getBitsPerComponent() const { return m_bitsPerComponent; }
+    uint16_t getBitsPerPixel() const { return m_bitsPerPixel; }
+    eLayout getLayout() const { return m_layout; }
+    uint32_t getStride() const { return m_stride; }
     // The GPU layout of this description; nothing for an unknown format.
     std::optional<TexelLayout> getTexelLayout() const;
 
     // These rewrite the description only (no reallocation): a conversion
     // uses them to say what its GPU image now holds.
-    void setDataFormat(Format format) { format_ = format; }
-    void setBitsPerComponent(uint16_t bits) { bitsPerComponent_ = bits; }
-    void setBitsPerPixel(uint16_t bits) { bitsPerPixel_ = bits; }
-    void setStride(uint32_t bytes) { stride_ = bytes; }
+    void setDataFormat(Format format) { m_format = format; }
+    void setBitsPerComponent(uint16_t bits) { m_bitsPerComponent = bits; }
+    void setBitsPerPixel(uint16_t bits) { m_bitsPerPixel = bits; }
+    void setStride(uint32_t bytes) { m_stride = bytes; }
 
     // --- host memory ---
-    bool hasHostMemory() const { return bool(pixels_); }
-    uint8_t* getPixels() { return pixels_.get(); }
-    const uint8_t* getPixels() const { return pixels_.get(); }
-    size_t getByteSize() const { return byteSize_; }
+    bool hasHostMemory() const { return bool(m_pixels); }
+    uint8_t* getPixels() { return m_pixels.get(); }
+    const uint8_t* getPixels() const { return m_pixels.get(); }
+    size_t getByteSize() const { return m_byteSize; }
     // Start of row y of plane p (planes follow each other, height rows each);
     // null without host memory or outside the picture.
     uint8_t* getRow(uint32_t y, unsigned plane = 0);
     const uint8_t* getRow(uint32_t y, unsigned plane = 0) const;
-    unsigned getNumPlanes() const { return layout_ == ePlanar ? 3 : 1; }
+    unsigned getNumPlanes() const { return m_layout == ePlanar ? 3 : 1; }
 
     // --- GPU image ---
-    Ptr<iGPUImage> getGPUSurface() const { return gpu_; }
-    void setGPUSurface(Ptr<iGPUImage> image) { gpu_ = std::move(image); }
+    Ptr<iGPUImage> getGPUSurface() const { return m_gpu; }
+    void setGPUSurface(Ptr<iGPUImage> image) { m_gpu = std::move(image); }
     // Bytes per texel of the GPU image; 0 when there is none.
-    unsigned getTexelSize() const { return gpu_ ? gpu_->texelBytes() : 0; }
+    unsigned getTexelSize() const { return m_gpu ? m_gpu->texelBytes() : 0; }
     // Pixels per GPU texel (texel bits / bits per pixel); 0 without a GPU
     // image or bits per pixel, and when a texel holds less than one pixel.
     unsigned getPixelsPerTexel() const;
@@ -187,31 +187,31 @@ public:
     bool readBackFromGPU();
 
     // --- video metadata ---
-    const Data::Video& getVideoData() const { return video_; }
-    void setVideoData(const Data::Video& video) { video_ = video; }
-    const Data::VideoSample& getVideoSampleData() const { return sample_; }
-    void setVideoSampleData(const Data::VideoSample& sample) { sample_ = sample; }
-    uint32_t getColourimetry() const { return video_.colourimetry; }
-    uint32_t getRange() const { return video_.range; }
+    const Data::Video& getVideoData() const { return m_video; }
+    void setVideoData(const Data::Video& video) { m_video = video; }
+    const Data::VideoSample& getVideoSampleData() const { return m_sample; }
+    void setVideoSampleData(const Data::VideoSample& sample) { m_sample = sample; }
+    uint32_t getColourimetry() const { return m_video.colourimetry; }
+    uint32_t getRange() const { return m_video.range; }
     // Copies both metadata records from another surface.
     void copyMetadataFrom(const Surface& other) {
-        video_ = other.video_;
-        sample_ = other.sample_;
+        m_video = other.m_video;
+        m_sample = other.m_sample;
     }
 
 private:
     bool matchesGPUImage() const;
 
-    Format format_ = Format::eNone;
-    uint32_t width_ = 0;
-    uint32_t height_ = 0;
-    uint16_t bitsPerComponent_ = 0;
-    uint16_t bitsPerPixel_ = 0;
-    eLayout layout_ = ePacked;
-    uint32_t stride_ = 0;
-    std::shared_ptr<uint8_t[]> pixels_;
-    size_t byteSize_ = 0;
-    Ptr<iGPUImage> gpu_;
-    Data::Video video_;
-    Data::VideoSample sample_;
+    Format m_format = Format::eNone;
+    uint32_t m_width = 0;
+    uint32_t m_height = 0;
+    uint16_t m_bitsPerComponent = 0;
+    uint16_t m_bitsPerPixel = 0;
+    eLayout m_layout = ePacked;
+    uint32_t m_stride = 0;
+    std::shared_ptr<uint8_t[]> m_pixels;
+    size_t m_byteSize = 0;
+    Ptr<iGPUImage> m_gpu;
+    Data::Video m_video;
+    Data::VideoSample m_sample;
 };

@@ -1,42 +1,36 @@
 #include "TextFile.h"
 
-#include "Strings.h"
+#include "Files.h"
 
-#include <fstream>
+#include <algorithm>
 
 bool TextFile::load(const LightweightString<wchar_t>& path) {
-    lines_.clear();
-    path_ = path;
-    loaded_ = false;
-    std::ifstream in(toUTF8(path).c_str(), std::ios::binary);
-    if (!in) return false;
-    // Read in blocks rather than by the size that seeking reports: a
-    // directory opens fine on Linux and claims an enormous size, and only the
-    // read itself fails (badbit).
+    m_lines.clear();
+    m_path = path;
+    m_loaded = false;
+    m_error.clear();
     std::string text;
-    char block[16384];
-    while (in.read(block, sizeof block) || in.gcount() > 0) text.append(block, size_t(in.gcount()));
-    if (in.bad()) return false;
+    if (!Files::readWholeFile(path, Files::kMaxTextFileBytes, text, m_error)) return false;
     split(text);
-    loaded_ = true;
+    m_loaded = true;
     return true;
 }
 
 TextFile TextFile::fromText(std::string_view text) {
     TextFile f;
     f.split(text);
-    f.loaded_ = true;
+    f.m_loaded = true;
     return f;
 }
 
 void TextFile::split(std::string_view text) {
+    // A UTF-8 byte-order mark is not part of the first line.
+    if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
     size_t start = 0;
     while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        const size_t next = end == std::string_view::npos ? text.size() : end + 1;
-        if (end == std::string_view::npos) end = text.size();
-        if (end > start && text[end - 1] == '\r') --end;
-        lines_.emplace_back(text.substr(start, end - start));
-        start = next;
+        // A line ends at "\n", "\r\n" or a lone "\r" (old Mac files).
+        const size_t end = std::min(text.find_first_of("\r\n", start), text.size());
+        m_lines.emplace_back(text.substr(start, end - start));
+        start = end + (text.substr(end, 2) == "\r\n" ? 2 : 1);
     }
 }

@@ -6,6 +6,6 @@ struct XY {
     T x{};
     T y{};
     constexpr XY() = default;
-    constexpr XY(T x_, T y_) : x(x_), y(y_) {}
+    constexpr XY(T xValue, T yValue) : x(xValue), y(yValue) {}
     friend constexpr bool operator==(const XY&, const XY&) = default;
 };

@@ -6,30 +6,30 @@
 #include <utility>
 
 int configb::indexOf(const LightweightString<char>& key) const {
-    for (size_t i = 0; i < entries_.size(); ++i)
-        if (entries_[i].key == key) return int(i);
+    for (size_t i = 0; i < m_entries.size(); ++i)
+        if (m_entries[i].key == key) return int(i);
     return -1;
 }
 
 void configb::put(const LightweightString<char>& key, Value value) {
     const int i = indexOf(key);
-    if (i >= 0) entries_[size_t(i)].value = std::move(value);
-    else entries_.push_back({key, std::move(value)});
-    if (owner_) owner_->setDirty();
+    if (i >= 0) m_entries[size_t(i)].value = std::move(value);
+    else m_entries.push_back({key, std::move(value)});
+    if (m_owner) m_owner->setDirty();
 }
 
 bool configb::remove(const LightweightString<char>& key) {
     const int i = indexOf(key);
     if (i < 0) return false;
-    entries_.erase(entries_.begin() + i);
-    if (owner_) owner_->setDirty();
+    m_entries.erase(m_entries.begin() + i);
+    if (m_owner) m_owner->setDirty();
     return true;
 }
 
 int configb::in(const LightweightString<char>& key, LightweightString<char>& out) const {
     const int i = indexOf(key);
     if (i < 0) return -1;
-    if (const auto* s = std::get_if<LightweightString<char>>(&entries_[size_t(i)].value)) {
+    if (const auto* s = std::get_if<LightweightString<char>>(&m_entries[size_t(i)].value)) {
         out = *s;
         return i;
     }
@@ -61,7 +61,7 @@ template <typename Number>
 int configb::readNumber(const LightweightString<char>& key, Number& out) const {
     const int i = indexOf(key);
     if (i < 0) return -1;
-    const Value& v = entries_[size_t(i)].value;
+    const Value& v = m_entries[size_t(i)].value;
     if (const auto* d = std::get_if<double>(&v)) out = convertNumber<Number>(*d);
     else if (const auto* n = std::get_if<int64_t>(&v)) out = convertNumber<Number>(*n);
     else if (const auto* b = std::get_if<bool>(&v)) out = Number(*b ? 1 : 0);

@@ -26,7 +26,7 @@ class configb {
 public:
     using Value = std::variant<LightweightString<char>, double, int64_t, bool>;
 
-    explicit configb(Dirtiable* owner = nullptr) : owner_(owner) {}
+    explicit configb(Dirtiable* owner = nullptr) : m_owner(owner) {}
 
     void set(const LightweightString<char>& key, const LightweightString<char>& value) { put(key, Value(value)); }
     void set(const LightweightString<char>& key, const char* value) { put(key, Value(LightweightString<char>(value))); }
@@ -43,10 +43,10 @@ public:
     int indexOf(const LightweightString<char>& key) const;
     bool has(const LightweightString<char>& key) const { return indexOf(key) >= 0; }
     bool remove(const LightweightString<char>& key);
-    size_t size() const { return entries_.size(); }
-    const LightweightString<char>& keyAt(size_t i) const { return entries_[i].key; }
-    const Value& valueAt(size_t i) const { return entries_[i].value; }
-    Dirtiable* owner() const { return owner_; }
+    size_t size() const { return m_entries.size(); }
+    const LightweightString<char>& keyAt(size_t i) const { return m_entries[i].key; }
+    const Value& valueAt(size_t i) const { return m_entries[i].value; }
+    Dirtiable* owner() const { return m_owner; }
 
 private:
     struct Entry {
@@ -56,6 +56,6 @@ private:
     void put(const LightweightString<char>& key, Value value);
     template <typename Number> int readNumber(const LightweightString<char>& key, Number& out) const;
 
-    std::vector<Entry> entries_;
-    Dirtiable* owner_ = nullptr;
+    std::vector<Entry> m_entries;
+    Dirtiable* m_owner = nullptr;
 };

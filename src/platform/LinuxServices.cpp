@@ -15,18 +15,18 @@ LinuxServices::~LinuxServices() {
 }
 
 iGPUService* LinuxServices::gpu() {
-    if (tried_.load(std::memory_order_acquire)) return gpu_.get();
-    std::lock_guard<std::mutex> hold(mutex_);
-    if (!tried_.load(std::memory_order_relaxed)) {
+    if (m_tried.load(std::memory_order_acquire)) return m_gpu.get();
+    std::lock_guard<std::mutex> hold(m_mutex);
+    if (!m_tried.load(std::memory_order_relaxed)) {
         std::string error;
-        gpu_ = GLService::create(error);
-        if (!gpu_) Log("LinuxServices : no OpenGL 4.5 GPU service (%s)\n", error.c_str());
-        tried_.store(true, std::memory_order_release);
+        m_gpu = GLService::create(error);
+        if (!m_gpu) Log("LinuxServices : no OpenGL 4.5 GPU service (%s)\n", error.c_str());
+        m_tried.store(true, std::memory_order_release);
     }
-    return gpu_.get();
+    return m_gpu.get();
 }
 
 std::string LinuxServices::gpuDescription() {
     gpu();
-    return gpu_ ? gpu_->description() : std::string();
+    return m_gpu ? m_gpu->description() : std::string();
 }

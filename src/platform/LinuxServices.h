@@ -7,7 +7,7 @@
 //
 // Lifetime: one instance per process, destroyed at exit; it uninstalls
 // itself first if it is the installed services object. Threads: gpu() may be
-// called from any thread; creation happens once, under `mutex_`.
+// called from any thread; creation happens once, under `m_mutex`.
 #pragma once
 
 #include "host/OS.h"
@@ -31,7 +31,7 @@ private:
     LinuxServices();
     ~LinuxServices() override;
 
-    std::mutex mutex_;
-    std::atomic<bool> tried_{false};
-    std::unique_ptr<GLService> gpu_; // written once under mutex_, before tried_ is set
+    std::mutex m_mutex;
+    std::atomic<bool> m_tried{false};
+    std::unique_ptr<GLService> m_gpu; // written once under m_mutex, before m_tried is set
 };

@@ -36,8 +36,8 @@ protected:
     void SetUp() override { setShadersDir(L"/fx/"); }
     void TearDown() override { setShadersDir(L""); }
 
-    CgCodeGenerator plain;
-    CgCodeGenerator annotated{CgCodeGenerator::eTargetAnnotated};
+    CgCodeGenerator plain{CgCodeGenerator::eTargetPlain, L"/fx"};
+    CgCodeGenerator annotated{CgCodeGenerator::eTargetAnnotated, L"/fx"};
 };
 
 } // namespace
@@ -58,16 +58,20 @@ TEST_F(CgCodeGeneratorTest, HeaderCommentsIncludesAndTargets) {
         expected.push_back("> = 0;");
         EXPECT_EQ(annotated.generate(header), expected) << "caps " << caps;
     }
+    // The include directory is the one given at construction (the default
+    // constructor takes the shaders directory of that moment).
     setShadersDir(L"/other dir");
-    EXPECT_EQ(plain.generate(header), (Lines{"#include \"/other dir/_utils.fx\""}));
+    EXPECT_EQ(plain.generate(header), (Lines{"#include \"/fx/_utils.fx\""}));
+    EXPECT_EQ(CgCodeGenerator().generate(header), (Lines{"#include \"/other dir/_utils.fx\""}));
+    EXPECT_EQ(CgCodeGenerator(CgCodeGenerator::eTargetPlain, L"/given/").generate(header), (Lines{"#include \"/given/_utils.fx\""}));
 
     // Through the interface, for both targets: code unchanged, comments blank, includes gone.
     for (const auto target : {CgCodeGenerator::eTargetPlain, CgCodeGenerator::eTargetAnnotated}) {
-        const Ptr<iShaderCodeGenerator> g = makePtr<CgCodeGenerator>(target);
+        const Ptr<iShaderCodeGenerator> g = makePtr<CgCodeGenerator>(target, L"/fx/");
         EXPECT_EQ(g->generate(Text("float w[2] = { 1, 2 };")), (Lines{"float w[2] = { 1, 2 };"}));
         EXPECT_EQ(g->generate(Shader::Comment{"// Tint"}), (Lines{""}));
         EXPECT_TRUE(g->generate(Shader::Include{"_utils.fx"}).empty());
-        EXPECT_TRUE(g->getExtraDefinitions().empty());
+        EXPECT_TRUE(g->getExtraDefinitions({{{pass("A"), pass("B")}}}).empty());
     }
     CgCodeGenerator switched;
     switched.setTarget(CgCodeGenerator::eTargetAnnotated);

@@ -1,8 +1,7 @@
 // Whole effects against their reviewed outputs: tests/data/golden/NAME.fx
 // beside NAME.cg (plain), NAME.annotated.cg and NAME.glsl, which
 // tests/data/golden/regenerate.sh rewrites with `qffx generate`.
-#include "codegen/CgCodeGenerator.h"
-#include "codegen/GLSLCodeGenerator.h"
+#include "codegen/CodeGenerators.h"
 #include "effects/ShaderEffectInfo.h"
 #include "host/Paths.h"
 #include "host/Strings.h"
@@ -20,12 +19,7 @@ std::string fileText(const std::string& path) {
     return text.str();
 }
 
-class GoldenFiles : public ::testing::TestWithParam<const char*> {
-protected:
-    // The expected files were written with the shaders directory at /fx/.
-    void SetUp() override { setShadersDir(L"/fx/"); }
-    void TearDown() override { setShadersDir(L""); }
-};
+using GoldenFiles = ::testing::TestWithParam<const char*>;
 
 } // namespace
 
@@ -33,10 +27,11 @@ TEST_P(GoldenFiles, GeneratedTextMatchesTheExpectedFiles) {
     const std::string base = QFFX_TEST_DATA_DIR "golden/" + std::string(GetParam());
     TextFile source;
     ASSERT_TRUE(source.load(fromUTF8(LightweightString<char>(base + ".fx"))));
+    // The expected files were written with the shaders directory at /fx/.
     const std::pair<const char*, Ptr<iShaderCodeGenerator>> outputs[] = {
-        {".cg", makePtr<CgCodeGenerator>()},
-        {".annotated.cg", makePtr<CgCodeGenerator>(CgCodeGenerator::eTargetAnnotated)},
-        {".glsl", makePtr<GLSLCodeGenerator>()}};
+        {".cg", makeCodeGenerator(eShadingLanguageCg, L"/fx/")},
+        {".annotated.cg", makeCodeGenerator(eShadingLanguageCg, L"/fx/", CgCodeGenerator::eTargetAnnotated)},
+        {".glsl", makeCodeGenerator(eShadingLanguageGLSL, L"/fx/")}};
     for (const auto& [extension, generator] : outputs) {
         ShaderEffectInfo effect(source);
         effect.read(generator);

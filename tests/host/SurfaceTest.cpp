@@ -17,36 +17,36 @@ namespace {
 class MemoryImage final : public iGPUImage {
 public:
     MemoryImage(XY<int> size, int depth, eFormat format)
-        : size_(size), depth_(depth), format_(format), texels_(rowBytes() * size_t(size.y * depth)) {}
-    XY<int> getSize() const override { return size_; }
-    int getDepth() const override { return depth_; }
-    bool is3D() const override { return depth_ > 1; } // the tests' 3D images are deeper than one
-    eFormat getFormat() const override { return format_; }
-    unsigned getBitsPerTexel() const override { return bitsPerTexel(format_); }
+        : m_size(size), m_depth(depth), m_format(format), m_texels(rowBytes() * size_t(size.y * depth)) {}
+    XY<int> getSize() const override { return m_size; }
+    int getDepth() const override { return m_depth; }
+    bool is3D() const override { return m_depth > 1; } // the tests' 3D images are deeper than one
+    eFormat getFormat() const override { return m_format; }
+    unsigned getBitsPerTexel() const override { return bitsPerTexel(m_format); }
     bool upload(const void* from, size_t stride) override {
-        return copyRows(static_cast<const uint8_t*>(from), stride, texels_.data(), 0);
+        return copyRows(static_cast<const uint8_t*>(from), stride, m_texels.data(), 0);
     }
     bool readBack(void* to, size_t stride) const override {
-        return copyRows(texels_.data(), 0, static_cast<uint8_t*>(to), stride);
+        return copyRows(m_texels.data(), 0, static_cast<uint8_t*>(to), stride);
     }
 
 private:
-    size_t rowBytes() const { return size_t(size_.x) * bitsPerTexel(format_) / 8; }
+    size_t rowBytes() const { return size_t(m_size.x) * bitsPerTexel(m_format) / 8; }
     bool copyRows(const uint8_t* from, size_t fromStride, uint8_t* to, size_t toStride) const {
         const size_t row = rowBytes();
-        for (size_t y = 0; y < size_t(size_.y * depth_); ++y)
+        for (size_t y = 0; y < size_t(m_size.y * m_depth); ++y)
             std::memcpy(to + y * (toStride ? toStride : row), from + y * (fromStride ? fromStride : row), row);
         return true;
     }
-    XY<int> size_;
-    int depth_;
-    eFormat format_;
-    std::vector<uint8_t> texels_;
+    XY<int> m_size;
+    int m_depth;
+    eFormat m_format;
+    std::vector<uint8_t> m_texels;
 };
 
 class MemoryGPUService final : public iGPUService {
 public:
-    int getShadingLanguage() const override { return 1; }
+    eShadingLanguage getShadingLanguage() const override { return eShadingLanguageGLSL; }
     ShaderCompilationOutput compileEffectFile(const LightweightString<wchar_t>&, const ShaderDefinitions&) override { return {}; }
     ShaderCompilationOutput compileEffectText(const LightweightString<char>&, const ShaderDefinitions&) override { return {}; }
     Ptr<iGPUImage> createImage(XY<int> size, iGPUImage::eFormat f) override { return makePtr<MemoryImage>(size, 1, f); }

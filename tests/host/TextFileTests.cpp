@@ -1,4 +1,5 @@
 #include "host/CodeParsingUtils.h"
+#include "host/Files.h"
 #include "host/Strings.h"
 #include "host/TextFile.h"
 
@@ -11,11 +12,14 @@
 using Text = LightweightString<char>;
 using Lines = std::vector<Text>;
 
-TEST(TextFile, SplitsLinesDropsCarriageReturnsAndTellsMissingFromEmpty) {
+TEST(TextFile, SplitsLinesAtEveryLineEndAndTellsMissingFromEmpty) {
     const std::pair<const char*, Lines> cases[] = {
         {"a\r\nb\r\n", {"a", "b"}}, {"a\nb", {"a", "b"}}, {"a\n\n\nb\n", {"a", "", "", "b"}},
-        {"\n", {""}}, {"x\ry\n", {"x\ry"}}, // a lone CR is text
-        {"", {}}};
+        {"\n", {""}}, {"", {}},
+        // Old Mac files end lines with a lone CR; CR CR LF is an empty line between.
+        {"x\ry\n", {"x", "y"}}, {"a\rb\r", {"a", "b"}}, {"a\r\r\nb", {"a", "", "b"}},
+        // A byte-order mark is not text of the first line; elsewhere it is.
+        {"\xEF\xBB\xBF" "DeclarePass(A)\n", {"DeclarePass(A)"}}, {"a\n\xEF\xBB\xBF", {"a", "\xEF\xBB\xBF"}}};
     for (const auto& [text, lines] : cases) EXPECT_EQ(TextFile::fromText(text).lines(), lines) << text;
 
     const auto dir = std::filesystem::temp_directory_path() / ("qffx_textfile_" + std::to_string(::getpid()));
@@ -31,6 +35,16 @@ TEST(TextFile, SplitsLinesDropsCarriageReturnsAndTellsMissingFromEmpty) {
     EXPECT_FALSE(file.load(path("missing.fx")) || file.loaded());
     EXPECT_TRUE(file.empty());
     EXPECT_FALSE(TextFile(fromUTF8(Text(dir.string()))).loaded());
+
+    // Devices (which may never end) and files past the limit are refused
+    // before anything is read, with a message naming the file.
+    TextFile device(L"/dev/zero");
+    EXPECT_FALSE(device.loaded());
+    EXPECT_EQ(device.loadError(), "/dev/zero: is not a regular file");
+    std::filesystem::resize_file(std::ofstream(dir / "huge.fx").good() ? dir / "huge.fx" : dir, Files::kMaxTextFileBytes + 1);
+    TextFile huge(path("huge.fx"));
+    EXPECT_FALSE(huge.loaded());
+    EXPECT_EQ(huge.loadError(), (dir / "huge.fx").string() + ": is larger than 16 MiB");
     std::filesystem::remove_all(dir);
 }
 

@@ -3,7 +3,6 @@
 #include "GLTestSupport.h"
 
 #include "codegen/CgCodeGenerator.h"
-#include "codegen/GLSLCodeGenerator.h"
 #include "effects/ShaderEffectInfo.h"
 #include "host/Strings.h"
 #include "host/TextFile.h"
@@ -49,7 +48,7 @@ TEST_F(GLEffectTest, SinglePassEffectGivesExactPixelsAndRefusesBadTargets) {
     EXPECT_EQ(readRGBA8(target), expected);
 
     EXPECT_FALSE(effect->draw(nullptr, {}));
-    EXPECT_FALSE(effect->draw(gpu_->create3DImage(2, 2, 2, iGPUImage::eRGBA8), {}));
+    EXPECT_FALSE(effect->draw(m_gpu->create3DImage(2, 2, 2, iGPUImage::eRGBA8), {}));
     EXPECT_FALSE(effect->draw(input, {ShaderInputBinding::whole("Input", input)})); // reads what it writes
 }
 
@@ -72,7 +71,7 @@ TEST_F(GLEffectTest, MultiPassTechniquesRenderTheirPassesInOrder) {
 
     EXPECT_FALSE(effect->setTechnique(LightweightString<char>("Finish")));
     EXPECT_TRUE(effect->setTechnique(uint16_t(0)));
-    gpu_->releaseGPUResources(); // the pass texture is made again
+    m_gpu->releaseGPUResources(); // the pass texture is made again
     ASSERT_TRUE(effect->draw(target, {ShaderInputBinding::whole("Input", input)}));
     EXPECT_EQ(readRGBA8(target), swappedAndInverted);
 }
@@ -99,7 +98,7 @@ TEST_F(GLEffectTest, ShippedLutEffectMapsThroughA3DTexture) {
     for (int b = 0; b < 2; ++b)
         for (int g = 0; g < 2; ++g)
             for (int r = 0; r < 2; ++r) cube.insert(cube.end(), {uint8_t(20 + 200 * r), uint8_t(40 + 150 * g), uint8_t(60 + 100 * b), 255});
-    const Ptr<iGPUImage> lut = gpu_->create3DImage(2, 2, 2, iGPUImage::eRGBA8);
+    const Ptr<iGPUImage> lut = m_gpu->create3DImage(2, 2, 2, iGPUImage::eRGBA8);
     ASSERT_TRUE(lut && lut->upload(cube.data()));
     const Ptr<iGPUImage> input = rgba8Image(4, 1, {0, 0, 0, 255, 255, 0, 0, 255, 0, 255, 255, 7, 255, 255, 255, 255});
     const Ptr<iGPUImage> target = target8(4, 1);
@@ -111,7 +110,7 @@ TEST_F(GLEffectTest, ShippedLutEffectMapsThroughA3DTexture) {
 TEST_F(GLEffectTest, WritesParametersOfEveryType) {
     const Ptr<iShaderEffect> effect = compileEffect(dataPath("Params.fx"));
     ASSERT_TRUE(effect);
-    const Ptr<iGPUImage> target = gpu_->createImage({8, 2}, iGPUImage::eRGBA32F);
+    const Ptr<iGPUImage> target = m_gpu->createImage({8, 2}, iGPUImage::eRGBA32F);
     auto drawn = [&](uint16_t technique) {
         EXPECT_TRUE(effect->setTechnique(technique) && effect->draw(target, {}));
         const std::vector<float> out = readRGBA32F(target);
@@ -160,7 +159,7 @@ TEST_F(GLEffectTest, SamplesWithEachFilterAndEdgeMode) {
     ASSERT_TRUE(effect);
     const float texels[2][4] = {{10, 200, 30, 255}, {250, 0, 120, 60}};
     const Ptr<iGPUImage> input = rgba8Image(2, 1, {10, 200, 30, 255, 250, 0, 120, 60});
-    const Ptr<iGPUImage> target = gpu_->createImage({8, 1}, iGPUImage::eRGBA32F);
+    const Ptr<iGPUImage> target = m_gpu->createImage({8, 1}, iGPUImage::eRGBA32F);
     // What OpenGL prescribes for texel i of a width of 2; Border is transparent black.
     auto texel = [&](int i, E::eEdgeReadMode edge, int c) -> float {
         const int mirrored = (i % 4 + 4) % 4;
@@ -196,7 +195,7 @@ TEST_F(GLEffectTest, CompileErrorCarriesTheDriversMessageAndTheGeneratedLine) {
         "DeclareQuillframeEffect( \"Broken\", \"Test\", \"Test\", kNoNotes, kNoFlags )\n"
         "DeclareInput( Input )\nDeclareEntryPoint( Broken )\n{\n"
         "   float4 c = tex2D( Input, uv1 );\n   return c * notDeclaredAnywhere;\n}\n"));
-    const ShaderCompilationOutput out = info->compile(makePtr<GLSLCodeGenerator>());
+    const ShaderCompilationOutput out = info->compile();
     EXPECT_FALSE(out.shader);
     const std::vector<LightweightString<char>>& generated = info->getProcessedSourceCode();
     size_t badLine = 0;
@@ -207,7 +206,7 @@ TEST_F(GLEffectTest, CompileErrorCarriesTheDriversMessageAndTheGeneratedLine) {
     ASSERT_NE(named, out.errors.end()) << (out.errors.empty() ? "no errors" : out.errors[0].message.c_str());
     EXPECT_EQ(named->line, badLine) << named->message.c_str();
 
-    EXPECT_EQ(gpu_->compileEffectFile(L"/nonexistent/effect.glsl", {}).errors.size(), 1u);
+    EXPECT_EQ(m_gpu->compileEffectFile(L"/nonexistent/effect.glsl", {}).errors.size(), 1u);
 }
 
 // Every effect shipped in resources/shaders (not starting with "_") compiles

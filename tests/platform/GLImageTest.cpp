@@ -45,7 +45,7 @@ TEST_F(GLImageTest, RoundTripsEveryFormatStrideAndDimensionExactly) {
             SCOPED_TRACE(testing::Message() << "format " << format << " stride " << stride);
             const bool volume = stride == kVolume;
             const size_t pitch = stride && !volume ? stride : row, rows = volume ? height * depth : height;
-            const Ptr<iGPUImage> image = volume ? gpu_->create3DImage(width, height, depth, format) : gpu_->createImage({width, height}, format);
+            const Ptr<iGPUImage> image = volume ? m_gpu->create3DImage(width, height, depth, format) : m_gpu->createImage({width, height}, format);
             ASSERT_TRUE(image);
             const std::vector<uint8_t> source = randomTexels(format, pitch * rows, 7 + unsigned(stride));
             ASSERT_TRUE(image->upload(source.data(), volume ? 0 : stride));
@@ -62,12 +62,12 @@ TEST_F(GLImageTest, RoundTripsEveryFormatStrideAndDimensionExactly) {
 TEST_F(GLImageTest, RefusesBadSizesAndArguments) {
     for (const XY<int> size : {XY<int>(0, 4), XY<int>(4, 0), XY<int>(-1, 4), XY<int>(4, -8), XY<int>(1 << 20, 1),
                                XY<int>(INT_MAX, INT_MAX), XY<int>(16384, 16384)})
-        EXPECT_FALSE(gpu_->createImage(size, iGPUImage::eRGBA32F)) << size.x << "x" << size.y;
-    EXPECT_FALSE(gpu_->createImage({4, 4}, iGPUImage::eFormat(9)));
-    EXPECT_FALSE(gpu_->create3DImage(4, 4, 0, iGPUImage::eRGBA8) || gpu_->create3DImage(4, -4, 4, iGPUImage::eRGBA8) ||
-                 gpu_->create3DImage(100000, 4, 4, iGPUImage::eRGBA8));
+        EXPECT_FALSE(m_gpu->createImage(size, iGPUImage::eRGBA32F)) << size.x << "x" << size.y;
+    EXPECT_FALSE(m_gpu->createImage({4, 4}, iGPUImage::eFormat(9)));
+    EXPECT_FALSE(m_gpu->create3DImage(4, 4, 0, iGPUImage::eRGBA8) || m_gpu->create3DImage(4, -4, 4, iGPUImage::eRGBA8) ||
+                 m_gpu->create3DImage(100000, 4, 4, iGPUImage::eRGBA8));
 
-    const Ptr<iGPUImage> image = gpu_->createImage({4, 2}, iGPUImage::eRGBA8);
+    const Ptr<iGPUImage> image = m_gpu->createImage({4, 2}, iGPUImage::eRGBA8);
     ASSERT_TRUE(image);
     std::vector<uint8_t> texels(4 * 2 * 4);
     EXPECT_FALSE(image->upload(nullptr) || image->readBack(nullptr));

@@ -1,6 +1,5 @@
 #include "GLTestSupport.h"
 
-#include "codegen/GLSLCodeGenerator.h"
 #include "effects/ShaderEffectInfo.h"
 #include "host/Strings.h"
 #include "host/TextFile.h"
@@ -14,7 +13,7 @@ namespace {
 std::atomic<bool> g_gpuMissing{false};
 
 Ptr<iShaderEffect> compile(const Ptr<ShaderEffectInfo>& info, std::vector<ShaderError>* errors) {
-    ShaderCompilationOutput out = info->compile(makePtr<GLSLCodeGenerator>());
+    ShaderCompilationOutput out = info->compile();
     if (errors) *errors = out.errors;
     return out.shader;
 }
@@ -35,8 +34,8 @@ iGPUService* gpu() {
 }
 
 void GLTest::SetUp() {
-    gpu_ = gpu();
-    if (!gpu_) GTEST_SKIP() << "EGL cannot start an OpenGL 4.5 core context here";
+    m_gpu = gpu();
+    if (!m_gpu) GTEST_SKIP() << "EGL cannot start an OpenGL 4.5 core context here";
 }
 
 std::string dataPath(const std::string& name) { return std::string(QFFX_TEST_DATA_DIR) + "gl/" + name; }

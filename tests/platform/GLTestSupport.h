@@ -18,7 +18,7 @@ iGPUService* gpu(); // the Linux services' GPU, installed as OS(); null without 
 class GLTest : public ::testing::Test {
 protected:
     void SetUp() override;
-    iGPUService* gpu_ = nullptr;
+    iGPUService* m_gpu = nullptr;
 };
 
 std::string dataPath(const std::string& name);    // tests/data/gl/<name>

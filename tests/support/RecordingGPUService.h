@@ -54,12 +54,12 @@ inline std::string numbers(const float* values, int count) {
 
 class RecordingParam final : public iShaderParam {
 public:
-    RecordingParam(ParamInfo info, std::shared_ptr<Journal> journal) : info_(std::move(info)), journal_(std::move(journal)) {}
-    LightweightString<char> getName() const override { return info_.name; }
-    eType getType() const override { return info_.type; }
-    bool getAnnotation(const LightweightString<char>& name, int& value) const override { return find(info_.ints, name, value); }
+    RecordingParam(ParamInfo info, std::shared_ptr<Journal> journal) : m_info(std::move(info)), m_journal(std::move(journal)) {}
+    LightweightString<char> getName() const override { return m_info.name; }
+    eType getType() const override { return m_info.type; }
+    bool getAnnotation(const LightweightString<char>& name, int& value) const override { return find(m_info.ints, name, value); }
     bool getAnnotation(const LightweightString<char>& name, LightweightString<char>& value) const override {
-        return find(info_.texts, name, value);
+        return find(m_info.texts, name, value);
     }
     // Every write is journalled; it succeeds when the type fits.
     bool setFloat(float v) override { return write(eFloat, "float " + numbers(&v, 1)); }
@@ -74,44 +74,44 @@ private:
         const auto it = map.find(name.str());
         return it != map.end() && (value = it->second, true);
     }
-    bool write(eType type, const std::string& what) { return journal_->add("set " + info_.name + " " + what), type == info_.type; }
-    ParamInfo info_;
-    std::shared_ptr<Journal> journal_;
+    bool write(eType type, const std::string& what) { return m_journal->add("set " + m_info.name + " " + what), type == m_info.type; }
+    ParamInfo m_info;
+    std::shared_ptr<Journal> m_journal;
 };
 
 class RecordingEffect final : public iShaderEffect {
 public:
-    RecordingEffect(const std::vector<ParamInfo>& params, const std::shared_ptr<Journal>& journal) : journal_(journal) {
-        for (const ParamInfo& p : params) params_.emplace_back(new RecordingParam(p, journal));
+    RecordingEffect(const std::vector<ParamInfo>& params, const std::shared_ptr<Journal>& journal) : m_journal(journal) {
+        for (const ParamInfo& p : params) m_params.emplace_back(new RecordingParam(p, journal));
     }
-    Ptr<iShaderParam> getParam(uint16_t index) const override { return index < params_.size() ? params_[index] : nullptr; }
+    Ptr<iShaderParam> getParam(uint16_t index) const override { return index < m_params.size() ? m_params[index] : nullptr; }
     Ptr<iShaderParam> getParam(const LightweightString<char>& name) const override {
-        const auto it = std::find_if(params_.begin(), params_.end(), [&](const auto& p) { return p->getName() == name; });
-        return it == params_.end() ? nullptr : *it;
+        const auto it = std::find_if(m_params.begin(), m_params.end(), [&](const auto& p) { return p->getName() == name; });
+        return it == m_params.end() ? nullptr : *it;
     }
     bool setSamplerState(const LightweightString<char>& input, eScalingMethod scaling, eEdgeReadMode edge) override {
         static const char* const edges[] = {"Border", "ClampToEdge", "Mirror", "Wrap"};
-        return journal_->add("setSamplerState " + input.str() + (scaling == Point ? " Point " : " Linear ") + edges[edge & 3]), true;
+        return m_journal->add("setSamplerState " + input.str() + (scaling == Point ? " Point " : " Linear ") + edges[edge & 3]), true;
     }
-    bool setTechnique(const LightweightString<char>& name) override { return journal_->add("setTechnique " + name.str()), true; }
-    bool setTechnique(uint16_t index) override { return journal_->add("setTechnique #" + std::to_string(index)), true; }
+    bool setTechnique(const LightweightString<char>& name) override { return m_journal->add("setTechnique " + name.str()), true; }
+    bool setTechnique(uint16_t index) override { return m_journal->add("setTechnique #" + std::to_string(index)), true; }
     void setRenderContext(const RenderContext& c) override {
         const float values[] = {c.progress, c.fps, c.length, c.lengthFrames};
-        journal_->add("setRenderContext " + numbers(values, 4));
+        m_journal->add("setRenderContext " + numbers(values, 4));
     }
     bool draw(const Ptr<iGPUImage>& target, const std::vector<ShaderInputBinding>& inputs, int flags) override {
         const XY<int> size = target ? target->getSize() : XY<int>{};
         std::string call = "draw " + std::to_string(size.x) + "x" + std::to_string(size.y);
         for (size_t i = 0; i < inputs.size(); ++i) call += (i ? "," : " ") + inputs[i].name.str();
-        std::lock_guard hold(journal_->mutex);
-        journal_->calls.push_back(call + " flags " + std::to_string(flags));
-        journal_->draws.push_back({target, inputs, flags});
+        std::lock_guard hold(m_journal->mutex);
+        m_journal->calls.push_back(call + " flags " + std::to_string(flags));
+        m_journal->draws.push_back({target, inputs, flags});
         return true;
     }
 
 private:
-    std::shared_ptr<Journal> journal_;
-    std::vector<Ptr<iShaderParam>> params_;
+    std::shared_ptr<Journal> m_journal;
+    std::vector<Ptr<iShaderParam>> m_params;
 };
 
 struct RecordingImage final : iGPUImage {
@@ -131,23 +131,23 @@ struct RecordingImage final : iGPUImage {
 
 class RecordingGPUService final : public iGPUService, public iOS {
 public:
-    explicit RecordingGPUService(int language = 0) : language_(language), previous_(installOS(this)) {}
-    ~RecordingGPUService() override { installOS(previous_); }
+    explicit RecordingGPUService(int language = 0) : m_language(language), m_previous(installOS(this)) {}
+    ~RecordingGPUService() override { installOS(m_previous); }
     iGPUService* gpu() override { return this; }
 
-    void setShadingLanguage(int language) { language_ = language; }
+    void setShadingLanguage(int language) { m_language = language; }
     // Each compile takes at least this long, so that overlapping callers overlap.
-    void setCompileDelay(std::chrono::milliseconds delay) { delay_ = delay; }
+    void setCompileDelay(std::chrono::milliseconds delay) { m_delay = delay; }
     // Script the result of the next compile not yet scripted.
     void succeedNextCompile(const std::vector<ParamInfo>& params = {}) { script({makeEffect(params), {}}); }
     void failNextCompile(std::vector<ShaderError> errors) { script({nullptr, std::move(errors)}); }
 
-    std::vector<CompileRecord> compiles() const { return locked([&] { return compiles_; }); }
-    std::vector<std::string> calls() const { return locked([&] { return journal_->calls; }); }
-    std::vector<DrawRecord> draws() const { return locked([&] { return journal_->draws; }); }
-    void clearCalls() { locked([&] { journal_->calls.clear(), journal_->draws.clear(); }); }
+    std::vector<CompileRecord> compiles() const { return locked([&] { return m_compiles; }); }
+    std::vector<std::string> calls() const { return locked([&] { return m_journal->calls; }); }
+    std::vector<DrawRecord> draws() const { return locked([&] { return m_journal->draws; }); }
+    void clearCalls() { locked([&] { m_journal->calls.clear(), m_journal->draws.clear(); }); }
 
-    int getShadingLanguage() const override { return language_; }
+    eShadingLanguage getShadingLanguage() const override { return eShadingLanguage(m_language.load()); }
     ShaderCompilationOutput compileEffectFile(const LightweightString<wchar_t>& path, const ShaderDefinitions& defs) override {
         return answer({path, {}, defs});
     }
@@ -160,34 +160,34 @@ public:
     Ptr<iGPUImage> create3DImage(int width, int height, int depth, iGPUImage::eFormat format) override {
         return Ptr<iGPUImage>(new RecordingImage({width, height}, depth, true, format));
     }
-    void releaseGPUResources() override { journal_->add("releaseGPUResources"); }
+    void releaseGPUResources() override { m_journal->add("releaseGPUResources"); }
 
 private:
     template <typename F> auto locked(F f) const -> decltype(f()) {
-        std::lock_guard hold(journal_->mutex);
+        std::lock_guard hold(m_journal->mutex);
         return f();
     }
     Ptr<iShaderEffect> makeEffect(const std::vector<ParamInfo>& params) {
-        return Ptr<iShaderEffect>(new RecordingEffect(params, journal_));
+        return Ptr<iShaderEffect>(new RecordingEffect(params, m_journal));
     }
-    void script(ShaderCompilationOutput out) { locked([&] { scripted_.push_back(std::move(out)); }); }
+    void script(ShaderCompilationOutput out) { locked([&] { m_scripted.push_back(std::move(out)); }); }
     ShaderCompilationOutput answer(CompileRecord record) {
-        std::this_thread::sleep_for(delay_.load());
+        std::this_thread::sleep_for(m_delay.load());
         return locked([&] {
-            compiles_.push_back(std::move(record));
-            if (scripted_.empty()) return ShaderCompilationOutput{makeEffect({}), {}};
-            ShaderCompilationOutput next = std::move(scripted_.front());
-            scripted_.pop_front();
+            m_compiles.push_back(std::move(record));
+            if (m_scripted.empty()) return ShaderCompilationOutput{makeEffect({}), {}};
+            ShaderCompilationOutput next = std::move(m_scripted.front());
+            m_scripted.pop_front();
             return next;
         });
     }
 
-    std::atomic<int> language_;
-    std::atomic<std::chrono::milliseconds> delay_{std::chrono::milliseconds(0)};
-    std::shared_ptr<Journal> journal_ = std::make_shared<Journal>();
-    std::deque<ShaderCompilationOutput> scripted_;        // guarded by journal_->mutex
-    std::vector<CompileRecord> compiles_; // guarded by journal_->mutex
-    iOS* previous_;
+    std::atomic<int> m_language;
+    std::atomic<std::chrono::milliseconds> m_delay{std::chrono::milliseconds(0)};
+    std::shared_ptr<Journal> m_journal = std::make_shared<Journal>();
+    std::deque<ShaderCompilationOutput> m_scripted;        // guarded by m_journal->mutex
+    std::vector<CompileRecord> m_compiles; // guarded by m_journal->mutex
+    iOS* m_previous;
 };
 
 } // namespace QfTest

@@ -1,12 +1,7 @@
 // qffx compile: compiles an effect with the real GPU service.
 #include "Commands.h"
-#include "EffectFiles.h"
 #include "Options.h"
-
-#include "codegen/CgCodeGenerator.h"
-#include "host/OS.h"
-#include "host/Strings.h"
-#include "platform/LinuxServices.h"
+#include "ToolEffects.h"
 
 #include <cstdio>
 
@@ -32,37 +27,16 @@ int runCompile(const CommandArgs& args) {
     if (!parsed.error.empty()) return usageError("compile", parsed.error);
     if (parsed.positional.size() != 1) return usageError("compile", "give exactly one effect");
 
-    std::string error;
-    const std::string path = resolveEffectPath(parsed.positional[0], error);
-    const Ptr<ShaderEffectInfo> effect = path.empty() ? Ptr<ShaderEffectInfo>() : loadEffect(path, error);
-    if (!effect) {
-        std::fprintf(stderr, "qffx compile: %s\n", error.c_str());
-        return 2;
-    }
-    installOS(&LinuxServices::instance());
-    if (!OS()->gpu()) {
-        std::fprintf(stderr, "qffx compile: no GPU service (EGL/OpenGL could not start)\n");
-        return 2;
-    }
+    std::string path;
+    const Ptr<ShaderEffectInfo> effect = openEffect("compile", parsed.positional[0], &path);
+    if (!effect || !startGPU("compile")) return 2;
 
     const ShaderCompilationOutput out = effect->compile();
-    // Error lines count lines of the text that was compiled, in which one
-    // processed entry (the technique block) may span several lines.
-    std::vector<std::string> lines;
-    for (const auto& entry : effect->getProcessedSourceCode()) {
-        size_t start = 0;
-        for (size_t nl; (nl = entry.view().find('\n', start)) != std::string_view::npos; start = nl + 1)
-            lines.emplace_back(entry.view().substr(start, nl - start));
-        lines.emplace_back(entry.view().substr(start));
-    }
-    for (const ShaderError& e : out.errors) {
-        std::fprintf(stderr, "error: line %u: %s\n", unsigned(e.line) + 1, e.message.c_str());
-        if (e.line < lines.size()) std::fprintf(stderr, "  | %s\n", lines[e.line].c_str());
-    }
+    printEffectErrors(*effect, out.errors);
     if (!out.shader) return 1;
 
     std::printf("compiled %s\n", path.c_str());
     for (const Shader::Parameter& p : effect->getParams())
-        std::printf("  %-8s %s\n", CgCodeGenerator::asString(p.type).c_str(), p.id.c_str());
+        std::printf("  %-8s %s\n", Shader::typeName(p.type).c_str(), p.id.c_str());
     return 0;
 }

@@ -1,13 +1,11 @@
 // qffx generate: prints the text that compiling an effect would hand to the
 // GPU service, or with --definitions the name/value pairs that go with it.
 #include "Commands.h"
-#include "EffectFiles.h"
 #include "Options.h"
+#include "ToolEffects.h"
 
-#include "codegen/CgCodeGenerator.h"
-#include "codegen/GLSLCodeGenerator.h"
-#include "effects/ShaderEffectInfo.h"
-#include "host/Strings.h"
+#include "codegen/CodeGenerators.h"
+#include "host/Paths.h"
 
 #include <cstdio>
 
@@ -15,9 +13,10 @@ namespace {
 
 const char* const kHelp =
     "usage: qffx generate [--lang cg|glsl] [--target plain|annotated] [--shaders DIR]\n"
-    "                     [--definitions] FILE.fx\n"
+    "                     [--definitions] EFFECT\n"
     "\n"
-    "Reads FILE.fx as an effect and prints each line of the generated shader text.\n"
+    "Reads EFFECT (an .fx file, or the name of an effect in the shaders directory)\n"
+    "and prints each line of the generated shader text.\n"
     "\n"
     "  --lang cg|glsl     the code generator: Cg-style effect text (default) or a\n"
     "                     GLSL fragment shader\n"
@@ -28,8 +27,8 @@ const char* const kHelp =
     "  --definitions      print the name/value pairs handed to the compiler\n"
     "                     instead of the text, one NAME=VALUE a line\n"
     "\n"
-    "Errors in the effect are printed as 'error: MESSAGE' (exit status 1); a file\n"
-    "that cannot be read, or bad options, give exit status 2.\n";
+    "Errors in the effect are printed as 'error: line N: MESSAGE' (exit status 1);\n"
+    "an effect that cannot be read, or bad options, give exit status 2.\n";
 
 } // namespace
 
@@ -40,42 +39,25 @@ int runGenerate(const CommandArgs& args) {
         return 0;
     }
     if (!parsed.error.empty()) return usageError("generate", parsed.error);
-    if (parsed.positional.size() != 1) return usageError("generate", "give exactly one effect file");
+    if (parsed.positional.size() != 1) return usageError("generate", "give exactly one effect");
     const std::string lang = parsed.value("--lang", "cg");
     const std::string target = parsed.value("--target", "plain");
+    if (lang != "cg" && lang != "glsl") return usageError("generate", "unknown language '" + lang + "' (cg or glsl)");
+    if (target != "plain" && target != "annotated") return usageError("generate", "unknown target '" + target + "' (plain or annotated)");
 
-    Ptr<iShaderCodeGenerator> generator;
-    if (lang == "cg") {
-        if (target != "plain" && target != "annotated") return usageError("generate", "unknown target " + target);
-        generator = Ptr<iShaderCodeGenerator>(new CgCodeGenerator(
-            target == "annotated" ? CgCodeGenerator::eTargetAnnotated : CgCodeGenerator::eTargetPlain));
-    } else if (lang == "glsl") {
-        generator = Ptr<iShaderCodeGenerator>(new GLSLCodeGenerator());
-    } else {
-        return usageError("generate", "unknown language " + lang);
-    }
-
-    std::string error;
-    const Ptr<ShaderEffectInfo> effect = loadEffect(parsed.positional[0], error);
-    if (!effect) {
-        std::fprintf(stderr, "qffx generate: %s\n", error.c_str());
-        return 2;
-    }
+    const Ptr<iShaderCodeGenerator> generator =
+        makeCodeGenerator(lang == "glsl" ? eShadingLanguageGLSL : eShadingLanguageCg, getShadersDir(),
+                          target == "annotated" ? CgCodeGenerator::eTargetAnnotated : CgCodeGenerator::eTargetPlain);
+    const Ptr<ShaderEffectInfo> effect = openEffect("generate", parsed.positional[0]);
+    if (!effect) return 2;
     effect->read(generator);
 
+    const ShaderCompileInput input = effect->makeCompileInput(*generator);
     if (parsed.has("--definitions")) {
-        ShaderDefinitions pairs = ShaderEffectInfo::specialParameterDefinitions();
-        for (ShaderDefinition& d : generator->getExtraDefinitions()) pairs.push_back(std::move(d));
-        for (const ShaderDefinition& d : pairs) std::printf("%s=%s\n", d.name.c_str(), d.value.c_str());
+        for (const ShaderDefinition& d : input.definitions) std::printf("%s=%s\n", d.name.c_str(), d.value.c_str());
     } else {
-        // Text that was generated already goes to the compiler as it stands.
-        const auto& processed = effect->getProcessedSourceCode();
-        const auto& lines = processed.empty() ? effect->getSource().lines() : processed;
-        for (const auto& line : lines) {
-            std::fwrite(line.data(), 1, line.size(), stdout);
-            std::fputc('\n', stdout);
-        }
+        std::fwrite(input.text.data(), 1, input.text.size(), stdout);
     }
-    for (const Shader::Error& e : effect->getErrors()) std::fprintf(stderr, "error: %s\n", e.message.c_str());
+    printEffectErrors(*effect, effect->getErrors());
     return effect->getErrors().empty() ? 0 : 1;
 }

@@ -4,6 +4,7 @@
 #include "host/Strings.h"
 
 #include <cstdio>
+#include <filesystem>
 
 std::string ParsedArgs::value(const std::string& name, const std::string& fallback) const {
     const auto it = options.find(name);
@@ -24,27 +25,39 @@ ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionInfo> 
             parsed.help = true;
             continue;
         }
-        if (a == "--shaders") {
-            if (i + 1 >= args.size()) { parsed.error = "--shaders needs a directory"; return parsed; }
-            setShadersDir(fromUTF8(args[++i].c_str()));
-            continue;
-        }
         if (!a.starts_with("-") || a == "-") {
             parsed.positional.push_back(a);
             continue;
         }
+        // "--name=value" and "--name value" are the same.
+        const size_t eq = a.starts_with("--") ? a.find('=') : std::string::npos;
+        const std::string name = a.substr(0, eq);
         const OptionInfo* option = nullptr;
+        static constexpr OptionInfo kShaders{"--shaders", true};
+        if (name == kShaders.name) option = &kShaders;
         for (const OptionInfo& s : known)
-            if (s.name == a) option = &s;
-        if (!option) { parsed.error = "unknown option " + a; return parsed; }
-        auto& slot = parsed.options[a];
-        if (!slot.empty() && !option->repeatable) { parsed.error = a + " given twice"; return parsed; }
+            if (s.name == name) option = &s;
+        if (!option) { parsed.error = "unknown option " + name; return parsed; }
+        auto& slot = parsed.options[name];
+        if (!slot.empty() && !option->repeatable) { parsed.error = name + " given twice"; return parsed; }
         if (option->takesValue) {
-            if (i + 1 >= args.size()) { parsed.error = a + " needs a value"; return parsed; }
-            slot.push_back(args[++i]);
+            if (eq != std::string::npos) {
+                slot.push_back(a.substr(eq + 1));
+            } else {
+                if (i + 1 >= args.size()) { parsed.error = name + " needs a value"; return parsed; }
+                slot.push_back(args[++i]);
+            }
+            if (slot.back().empty()) { parsed.error = name + " needs a value"; return parsed; }
         } else {
+            if (eq != std::string::npos) { parsed.error = name + " takes no value"; return parsed; }
             slot.emplace_back();
         }
+    }
+    if (parsed.has("--shaders")) {
+        const std::string dir = parsed.value("--shaders");
+        std::error_code ec;
+        if (!std::filesystem::is_directory(dir, ec)) parsed.error = "--shaders: '" + dir + "' is not a directory";
+        else setShadersDir(fromUTF8(dir.c_str()));
     }
     return parsed;
 }

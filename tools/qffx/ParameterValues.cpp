@@ -1,6 +1,7 @@
 #include "ParameterValues.h"
 
 #include <charconv>
+#include <cmath>
 #include <vector>
 
 namespace {
@@ -12,7 +13,8 @@ bool parseFloats(const std::string& text, std::vector<float>& out) {
         while (p < end && *p == ' ') ++p;
         float v = 0;
         const auto r = std::from_chars(p, end, v);
-        if (r.ec != std::errc()) return false;
+        // NaN and infinities are refused: no colour or amount means them.
+        if (r.ec != std::errc() || !std::isfinite(v)) return false;
         out.push_back(v);
         p = r.ptr;
         while (p < end && *p == ' ') ++p;
@@ -49,7 +51,7 @@ bool setParameterFromText(iShaderParam& param, const std::string& text, std::str
                                   : param.getType() == iShaderParam::eFloat4 ? 4
                                                                              : 9;
             if (!parseFloats(text, values) || values.size() != wanted) {
-                error = "expected " + std::to_string(wanted) + (wanted == 1 ? " number" : " comma-separated numbers");
+                error = "expected " + std::to_string(wanted) + (wanted == 1 ? " finite number" : " comma-separated finite numbers");
                 return false;
             }
             switch (wanted) {

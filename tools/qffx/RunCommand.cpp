@@ -1,14 +1,12 @@
 // qffx run: runs an effect on PNG images with the real GPU service.
 #include "Commands.h"
-#include "EffectFiles.h"
 #include "Options.h"
 #include "ParameterValues.h"
+#include "ToolEffects.h"
 
 #include "host/HostImage.h"
-#include "host/OS.h"
 #include "host/Strings.h"
-#include "platform/LinuxServices.h"
-#include "platform/posix/PngFile.h"
+#include "platform/png/PngFile.h"
 
 #include <cstdio>
 #include <map>
@@ -32,10 +30,7 @@ const char* const kHelp =
     "A 3D input without a file gets an identity look-up table. Exit status: 0 on\n"
     "success, 1 when the effect does not compile, 2 for bad arguments or files.\n";
 
-int fail(const std::string& message) {
-    std::fprintf(stderr, "qffx run: %s\n", message.c_str());
-    return 2;
-}
+int fail(const std::string& message) { return failWith("run", message); }
 
 // An identity 3D look-up table: the colour of each lattice point is its position.
 Ptr<iGPUImage> identityLUT(iGPUService& gpu) {
@@ -73,10 +68,8 @@ int runRun(const CommandArgs& args) {
     if (parsed.positional.size() != 1) return usageError("run", "give exactly one effect");
     if (!parsed.has("--in") || !parsed.has("--out")) return usageError("run", "--in and --out are required");
 
-    std::string error;
-    const std::string path = resolveEffectPath(parsed.positional[0], error);
-    const Ptr<ShaderEffectInfo> effect = path.empty() ? Ptr<ShaderEffectInfo>() : loadEffect(path, error);
-    if (!effect) return fail(error);
+    const Ptr<ShaderEffectInfo> effect = openEffect("run", parsed.positional[0]);
+    if (!effect) return 2;
 
     std::map<std::string, std::string> inputFiles;
     for (const std::string& pair : parsed.values("--input")) {
@@ -85,16 +78,16 @@ int runRun(const CommandArgs& args) {
         inputFiles[name] = file;
     }
 
-    const auto in = PngFile::read(fromUTF8(parsed.value("--in").c_str()));
-    if (!in) return fail(in.error);
+    std::string error;
+    const Ptr<HostImage> in = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error);
+    if (!in) return fail(error);
 
-    installOS(&LinuxServices::instance());
-    iGPUService* gpu = OS()->gpu();
-    if (!gpu) return fail("no GPU service (EGL/OpenGL could not start)");
+    iGPUService* gpu = startGPU("run");
+    if (!gpu) return 2;
 
     const ShaderCompilationOutput out = effect->compile();
     if (!out.shader) {
-        for (const ShaderError& e : out.errors) std::fprintf(stderr, "error: line %u: %s\n", unsigned(e.line) + 1, e.message.c_str());
+        printEffectErrors(*effect, out.errors);
         return 1;
     }
 
@@ -119,14 +112,14 @@ int runRun(const CommandArgs& args) {
         const std::string name = input.name.str();
         Ptr<iGPUImage> image;
         if (auto it = inputFiles.find(name); it != inputFiles.end()) {
-            const auto picture = PngFile::read(fromUTF8(it->second.c_str()));
-            if (!picture) return fail(picture.error);
-            image = picture.image->createGPUImage(*gpu);
+            const Ptr<HostImage> picture = PngFile::read(fromUTF8(it->second.c_str()), error);
+            if (!picture) return fail(error);
+            image = picture->createGPUImage(*gpu);
             inputFiles.erase(it);
         } else if (input.dimension == Shader::Input::e3D) {
             image = identityLUT(*gpu);
         } else if (firstPicture && !input.isMask) {
-            image = in.image->createGPUImage(*gpu);
+            image = in->createGPUImage(*gpu);
             firstPicture = false;
         } else {
             return fail("no picture for input '" + name + "' (give --input " + name + "=FILE.png)");
@@ -136,11 +129,10 @@ int runRun(const CommandArgs& args) {
     }
     if (!inputFiles.empty()) return fail("the effect has no input '" + inputFiles.begin()->first + "'");
 
-    const Ptr<iGPUImage> target = gpu->createImage(in.image->getSize(), in.image->getFormat());
+    const Ptr<iGPUImage> target = gpu->createImage(in->getSize(), in->getFormat());
     if (!target || !out.shader->draw(target, bindings)) return fail("the draw failed");
     const Ptr<HostImage> result = HostImage::fromGPUImage(*target);
     if (!result) return fail("cannot read the result back from the GPU");
-    const auto written = PngFile::write(fromUTF8(parsed.value("--out").c_str()), *result);
-    if (!written) return fail(written.error);
+    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *result, error)) return fail(error);
     return 0;
 }

@@ -143,9 +143,9 @@ std::unique_ptr<EglContext> EglContext::create(std::string& error) {
         }
 
         std::unique_ptr<EglContext> result(new EglContext);
-        result->display_ = c.display;
-        result->context_ = context;
-        result->surface_ = surface;
+        result->m_display = c.display;
+        result->m_context = context;
+        result->m_surface = surface;
         GLint glMajor = 0, glMinor = 0;
         glGetIntegerv(GL_MAJOR_VERSION, &glMajor);
         glGetIntegerv(GL_MINOR_VERSION, &glMinor);
@@ -156,7 +156,7 @@ std::unique_ptr<EglContext> EglContext::create(std::string& error) {
         }
         const char* renderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
         const char* version = reinterpret_cast<const char*>(glGetString(GL_VERSION));
-        result->description_ = c.name + ": " + (renderer ? renderer : "?") + ", OpenGL " + (version ? version : "?");
+        result->m_description = c.name + ": " + (renderer ? renderer : "?") + ", OpenGL " + (version ? version : "?");
         eglMakeCurrent(c.display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
         return result;
     }
@@ -165,8 +165,8 @@ std::unique_ptr<EglContext> EglContext::create(std::string& error) {
 }
 
 EglContext::~EglContext() {
-    if (surface_) eglDestroySurface(display_, surface_);
-    eglDestroyContext(display_, context_);
+    if (m_surface) eglDestroySurface(m_display, m_surface);
+    eglDestroyContext(m_display, m_context);
 }
 
 // Releasing a context goes by the thread's current API, so the OpenGL API
@@ -179,14 +179,14 @@ EglContext::Saved EglContext::makeCurrent() {
     saved.context = eglGetCurrentContext();
     saved.draw = eglGetCurrentSurface(EGL_DRAW);
     saved.read = eglGetCurrentSurface(EGL_READ);
-    eglMakeCurrent(display_, surface_, surface_, context_);
+    eglMakeCurrent(m_display, m_surface, m_surface, m_context);
     return saved;
 }
 
 void EglContext::restore(const Saved& saved) {
-    if (saved.context != EGL_NO_CONTEXT && saved.context != context_)
+    if (saved.context != EGL_NO_CONTEXT && saved.context != m_context)
         eglMakeCurrent(saved.display, saved.draw, saved.read, saved.context);
     else
-        eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+        eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     if (saved.api != EGL_OPENGL_API) eglBindAPI(saved.api);
 }

@@ -42,13 +42,13 @@ public:
     void restore(const Saved& saved);
 
     // "<which display>: <GL_RENDERER>, OpenGL <GL_VERSION>".
-    const std::string& description() const { return description_; }
+    const std::string& description() const { return m_description; }
 
 private:
     EglContext() = default;
 
-    void* display_ = nullptr;   // EGLDisplay
-    void* context_ = nullptr;   // EGLContext
-    void* surface_ = nullptr;   // EGLSurface, null when surfaceless
-    std::string description_;
+    void* m_display = nullptr;   // EGLDisplay
+    void* m_context = nullptr;   // EGLContext
+    void* m_surface = nullptr;   // EGLSurface, null when surfaceless
+    std::string m_description;
 };

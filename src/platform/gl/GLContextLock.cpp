@@ -1,6 +1,6 @@
 #include "platform/gl/GLContextLock.h"
 
-GLContextLock::GLContextLock(std::unique_ptr<EglContext> context) : context_(std::move(context)) {}
+GLContextLock::GLContextLock(std::unique_ptr<EglContext> context) : m_context(std::move(context)) {}
 
 GLContextLock::~GLContextLock() {
     run([] {}); // runs what is pending
@@ -8,13 +8,13 @@ GLContextLock::~GLContextLock() {
 
 void GLContextLock::acquire() {
     if (isHeldHere()) {
-        ++depth_;
+        ++m_depth;
         return;
     }
     {
-        std::unique_lock<std::mutex> hold(mutex_);
-        const uint64_t ticket = nextTicket_++;
-        turn_.wait(hold, [&] { return serving_ == ticket; });
+        std::unique_lock<std::mutex> hold(m_mutex);
+        const uint64_t ticket = m_nextTicket++;
+        m_turn.wait(hold, [&] { return m_serving == ticket; });
     }
     becomeOwner();
 }
@@ -22,41 +22,41 @@ void GLContextLock::acquire() {
 // Takes the lock only when nobody holds it or waits for it.
 bool GLContextLock::tryAcquire() {
     if (isHeldHere()) {
-        ++depth_;
+        ++m_depth;
         return true;
     }
     {
-        std::lock_guard<std::mutex> hold(mutex_);
-        if (serving_ != nextTicket_) return false;
-        ++nextTicket_;
+        std::lock_guard<std::mutex> hold(m_mutex);
+        if (m_serving != m_nextTicket) return false;
+        ++m_nextTicket;
     }
     becomeOwner();
     return true;
 }
 
 void GLContextLock::becomeOwner() {
-    owner_.store(std::this_thread::get_id(), std::memory_order_relaxed);
-    depth_ = 1;
-    saved_ = context_->makeCurrent();
+    m_owner.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    m_depth = 1;
+    m_saved = m_context->makeCurrent();
     runPending();
 }
 
 void GLContextLock::release() {
-    if (--depth_ > 0) return;
+    if (--m_depth > 0) return;
     runPending();
-    context_->restore(saved_);
-    owner_.store(std::thread::id(), std::memory_order_relaxed);
+    m_context->restore(m_saved);
+    m_owner.store(std::thread::id(), std::memory_order_relaxed);
     {
-        std::lock_guard<std::mutex> hold(mutex_);
-        ++serving_;
+        std::lock_guard<std::mutex> hold(m_mutex);
+        ++m_serving;
     }
-    turn_.notify_all();
+    m_turn.notify_all();
     // A job posted after runPending() above, while this thread still held the
     // lock, would otherwise wait for the next caller.
     bool more;
     {
-        std::lock_guard<std::mutex> hold(pendingMutex_);
-        more = !pending_.empty();
+        std::lock_guard<std::mutex> hold(m_pendingMutex);
+        more = !m_pending.empty();
     }
     if (more && tryAcquire()) release();
 }
@@ -68,8 +68,8 @@ void GLContextLock::post(std::function<void()> job) {
         return;
     }
     {
-        std::lock_guard<std::mutex> hold(pendingMutex_);
-        pending_.push_back(std::move(job));
+        std::lock_guard<std::mutex> hold(m_pendingMutex);
+        m_pending.push_back(std::move(job));
     }
     if (tryAcquire()) release();
 }
@@ -78,8 +78,8 @@ void GLContextLock::runPending() {
     for (;;) {
         std::vector<std::function<void()>> jobs;
         {
-            std::lock_guard<std::mutex> hold(pendingMutex_);
-            jobs.swap(pending_);
+            std::lock_guard<std::mutex> hold(m_pendingMutex);
+            jobs.swap(m_pending);
         }
         if (jobs.empty()) return;
         for (std::function<void()>& job : jobs) {

@@ -18,7 +18,7 @@
 // caller's own EGL state is saved and restored, so a caller that renders
 // with a context of its own keeps it.
 //
-// `mutex_` guards the tickets and `pendingMutex_` the posted jobs; the
+// `m_mutex` guards the tickets and `m_pendingMutex` the posted jobs; the
 // context is used only by the thread that holds the lock.
 #pragma once
 
@@ -50,18 +50,18 @@ public:
         return f();
     }
     void post(std::function<void()> job);
-    bool isHeldHere() const { return owner_.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
+    bool isHeldHere() const { return m_owner.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
 
 private:
     class Hold {
     public:
-        explicit Hold(GLContextLock& lock) : lock_(lock) { lock_.acquire(); }
-        ~Hold() { lock_.release(); }
+        explicit Hold(GLContextLock& lock) : m_lock(lock) { m_lock.acquire(); }
+        ~Hold() { m_lock.release(); }
         Hold(const Hold&) = delete;
         Hold& operator=(const Hold&) = delete;
 
     private:
-        GLContextLock& lock_;
+        GLContextLock& m_lock;
     };
 
     void acquire();
@@ -70,14 +70,14 @@ private:
     void becomeOwner();
     void runPending();
 
-    std::unique_ptr<EglContext> context_;
-    std::mutex mutex_;
-    std::condition_variable turn_;
-    uint64_t nextTicket_ = 0; // guarded by mutex_
-    uint64_t serving_ = 0;    // guarded by mutex_
-    std::atomic<std::thread::id> owner_{};
-    int depth_ = 0;              // owner only
-    EglContext::Saved saved_{};  // owner only: the owner's previous EGL state
-    std::mutex pendingMutex_;
-    std::vector<std::function<void()>> pending_;
+    std::unique_ptr<EglContext> m_context;
+    std::mutex m_mutex;
+    std::condition_variable m_turn;
+    uint64_t m_nextTicket = 0; // guarded by m_mutex
+    uint64_t m_serving = 0;    // guarded by m_mutex
+    std::atomic<std::thread::id> m_owner{};
+    int m_depth = 0;              // owner only
+    EglContext::Saved m_saved{};  // owner only: the owner's previous EGL state
+    std::mutex m_pendingMutex;
+    std::vector<std::function<void()>> m_pending;
 };

@@ -1,6 +1,7 @@
 #include "platform/gl/GLDevice.h"
 
 #include "platform/gl/EglContext.h"
+#include "platform/gl/GLProgram.h"
 
 namespace {
 
@@ -52,38 +53,33 @@ Ptr<GLDevice> GLDevice::create(std::string& error) {
     std::unique_ptr<EglContext> context = EglContext::create(error);
     if (!context) return nullptr;
     Ptr<GLDevice> device(new GLDevice);
-    device->description_ = context->description();
-    device->lock_ = std::make_unique<GLContextLock>(std::move(context));
+    device->m_description = context->description();
+    device->m_lock = std::make_unique<GLContextLock>(std::move(context));
     if (!device->run([&] { return device->start(error); })) return nullptr;
     return device;
 }
 
 GLDevice::~GLDevice() {
-    if (!lock_) return;
-    run([&] { finish(); });
-    lock_.reset(); // destroys the context, now current nowhere
+    if (!m_lock) return;
+    run([&] { tearDown(); });
+    m_lock.reset(); // destroys the context, now current nowhere
 }
 
 bool GLDevice::start(std::string& error) {
-    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxTextureSize_);
-    glGetIntegerv(GL_MAX_3D_TEXTURE_SIZE, &max3DTextureSize_);
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &m_maxTextureSize);
+    glGetIntegerv(GL_MAX_3D_TEXTURE_SIZE, &m_max3DTextureSize);
 
-    vertexShader_ = glCreateShader(GL_VERTEX_SHADER);
-    glShaderSource(vertexShader_, 1, &kVertexSource, nullptr);
-    glCompileShader(vertexShader_);
-    GLint compiled = GL_FALSE;
-    glGetShaderiv(vertexShader_, GL_COMPILE_STATUS, &compiled);
-    if (!compiled) {
-        char log[1024] = {};
-        glGetShaderInfoLog(vertexShader_, sizeof log, nullptr, log);
-        error = std::string("the vertex stage does not compile: ") + log;
-        return false; // the destructor frees the shader
+    std::string log;
+    m_vertexShader = compileShaderStage(GL_VERTEX_SHADER, kVertexSource, log);
+    if (!m_vertexShader) {
+        error = "the vertex stage does not compile: " + log;
+        return false;
     }
 
     // State that stays as set for the context's whole life: the context is
     // the service's alone, whichever thread holds it.
-    glCreateVertexArrays(1, &vertexArray_);
-    glBindVertexArray(vertexArray_);
+    glCreateVertexArrays(1, &m_vertexArray);
+    glBindVertexArray(m_vertexArray);
     glDisable(GL_DITHER);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
@@ -101,31 +97,31 @@ bool GLDevice::start(std::string& error) {
             glSamplerParameteri(sampler, GL_TEXTURE_WRAP_T, wrap);
             glSamplerParameteri(sampler, GL_TEXTURE_WRAP_R, wrap);
             glSamplerParameterfv(sampler, GL_TEXTURE_BORDER_COLOR, transparentBlack);
-            samplers_[s][e] = sampler;
+            m_samplers[s][e] = sampler;
         }
     }
     return true;
 }
 
-void GLDevice::finish() {
-    for (const PassTarget& p : passTargets_) deleteTarget(p.target);
-    passTargets_.clear();
-    deleteTarget(prime_);
-    glDeleteTextures(1, &dummy2D_);
-    glDeleteTextures(1, &dummy3D_);
-    glDeleteSamplers(8, &samplers_[0][0]);
-    glDeleteVertexArrays(1, &vertexArray_);
-    glDeleteShader(vertexShader_);
+void GLDevice::tearDown() {
+    for (const PassTarget& p : m_passTargets) deleteTarget(p.target);
+    m_passTargets.clear();
+    deleteTarget(m_prime);
+    glDeleteTextures(1, &m_dummy2D);
+    glDeleteTextures(1, &m_dummy3D);
+    glDeleteSamplers(8, &m_samplers[0][0]);
+    glDeleteVertexArrays(1, &m_vertexArray);
+    glDeleteShader(m_vertexShader);
 }
 
 GLuint GLDevice::sampler(iShaderEffectBase::eScalingMethod scaling, iShaderEffectBase::eEdgeReadMode edge) const {
     const int s = scaling == iShaderEffectBase::Point ? 1 : 0;
     const int e = int(edge) >= 0 && int(edge) < 4 ? int(edge) : int(iShaderEffectBase::ClampToEdge);
-    return samplers_[s][e];
+    return m_samplers[s][e];
 }
 
 GLTarget GLDevice::acquirePassTarget(int width, int height, iGPUImage::eFormat format) {
-    for (PassTarget& p : passTargets_) {
+    for (PassTarget& p : m_passTargets) {
         if (!p.busy && p.width == width && p.height == height && p.format == format) {
             p.busy = true;
             return p.target;
@@ -140,17 +136,17 @@ GLTarget GLDevice::acquirePassTarget(int width, int height, iGPUImage::eFormat f
         deleteTarget(t);
         return {};
     }
-    passTargets_.push_back({width, height, format, t, true});
+    m_passTargets.push_back({width, height, format, t, true});
     return t;
 }
 
 void GLDevice::releasePassTarget(GLuint texture) {
-    for (PassTarget& p : passTargets_)
+    for (PassTarget& p : m_passTargets)
         if (p.target.texture == texture) p.busy = false;
 }
 
 void GLDevice::dropPassTargets() {
-    std::erase_if(passTargets_, [](const PassTarget& p) {
+    std::erase_if(m_passTargets, [](const PassTarget& p) {
         if (p.busy) return false;
         deleteTarget(p.target);
         return true;
@@ -158,17 +154,17 @@ void GLDevice::dropPassTargets() {
 }
 
 GLuint GLDevice::primeFramebuffer() {
-    if (!prime_.framebuffer) {
-        deleteTarget(prime_);
-        prime_ = {};
-        prime_.texture = createTexture2D(4, 4, *glFormat(iGPUImage::eRGBA8));
-        if (prime_.texture) prime_.framebuffer = createFramebuffer(prime_.texture);
+    if (!m_prime.framebuffer) {
+        deleteTarget(m_prime);
+        m_prime = {};
+        m_prime.texture = createTexture2D(4, 4, *glFormat(iGPUImage::eRGBA8));
+        if (m_prime.texture) m_prime.framebuffer = createFramebuffer(m_prime.texture);
     }
-    return prime_.framebuffer;
+    return m_prime.framebuffer;
 }
 
 GLuint GLDevice::dummyTexture(bool is3D) {
-    GLuint& t = is3D ? dummy3D_ : dummy2D_;
+    GLuint& t = is3D ? m_dummy3D : m_dummy2D;
     if (!t) {
         const GLFormat& f = *glFormat(iGPUImage::eRGBA8);
         t = is3D ? createTexture3D(1, 1, 1, f) : createTexture2D(1, 1, f);

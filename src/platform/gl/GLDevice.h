@@ -29,18 +29,18 @@ public:
     ~GLDevice() override;
 
     template <typename F>
-    auto run(F&& f) { return lock_->run(std::forward<F>(f)); }
+    auto run(F&& f) { return m_lock->run(std::forward<F>(f)); }
 
-    void post(std::function<void()> job) { lock_->post(std::move(job)); }
+    void post(std::function<void()> job) { m_lock->post(std::move(job)); }
 
-    const std::string& description() const { return description_; }
-    int maxTextureSize() const { return maxTextureSize_; }
-    int max3DTextureSize() const { return max3DTextureSize_; }
+    const std::string& description() const { return m_description; }
+    int maxTextureSize() const { return m_maxTextureSize; }
+    int max3DTextureSize() const { return m_max3DTextureSize; }
 
     // --- under the lock ---
     // The vertex stage that every effect program is linked with: a quad over
     // the whole target, passing uv0 and the bindings' corners as uv1..uv8.
-    GLuint vertexShader() const { return vertexShader_; }
+    GLuint vertexShader() const { return m_vertexShader; }
     // Sampler objects for each filter and edge mode (Border is transparent black).
     GLuint sampler(iShaderEffectBase::eScalingMethod scaling, iShaderEffectBase::eEdgeReadMode edge) const;
     // Render targets for the intermediate passes of multi-pass effects, kept
@@ -56,7 +56,8 @@ public:
 private:
     GLDevice() = default;
     bool start(std::string& error);
-    void finish();
+    // Frees the shared GL objects; the destructor runs it under the lock.
+    void tearDown();
 
     struct PassTarget {
         int width, height;
@@ -65,16 +66,16 @@ private:
         bool busy;
     };
 
-    std::unique_ptr<GLContextLock> lock_;
-    std::string description_;
-    int maxTextureSize_ = 0;
-    int max3DTextureSize_ = 0;
+    std::unique_ptr<GLContextLock> m_lock;
+    std::string m_description;
+    int m_maxTextureSize = 0;
+    int m_max3DTextureSize = 0;
 
-    GLuint vertexShader_ = 0;
-    GLuint vertexArray_ = 0;
-    GLuint samplers_[2][4] = {};
-    std::vector<PassTarget> passTargets_;
-    GLTarget prime_;
-    GLuint dummy2D_ = 0;
-    GLuint dummy3D_ = 0;
+    GLuint m_vertexShader = 0;
+    GLuint m_vertexArray = 0;
+    GLuint m_samplers[2][4] = {};
+    std::vector<PassTarget> m_passTargets;
+    GLTarget m_prime;
+    GLuint m_dummy2D = 0;
+    GLuint m_dummy3D = 0;
 };

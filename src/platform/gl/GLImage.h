@@ -24,11 +24,11 @@ public:
     // 2 GiB: four times an 8K RGBA32F frame, the largest image the editor makes.
     static constexpr size_t kMaxBytes = size_t(2) << 30;
 
-    XY<int> getSize() const override { return {width_, height_}; }
-    int getDepth() const override { return depth_; }
-    bool is3D() const override { return is3D_; }
-    eFormat getFormat() const override { return format_; }
-    unsigned getBitsPerTexel() const override { return bitsPerTexel(format_); }
+    XY<int> getSize() const override { return {m_width, m_height}; }
+    int getDepth() const override { return m_depth; }
+    bool is3D() const override { return m_is3D; }
+    eFormat getFormat() const override { return m_format; }
+    unsigned getBitsPerTexel() const override { return bitsPerTexel(m_format); }
 
     // Rows of width x texelBytes() bytes, top row first, `rowStride` apart (0:
     // packed); a 3D image takes its slices one after another, height rows each.
@@ -40,20 +40,20 @@ public:
     // read-backs and draws into it return false).
     void releaseGPUResources();
 
-    const Ptr<GLDevice>& device() const { return device_; }
+    const Ptr<GLDevice>& device() const { return m_device; }
     // --- under the lock ---
-    GLuint texture() const { return texture_; }
+    GLuint texture() const { return m_texture; }
     // Made on first use; 0 for a 3D image or when the driver refuses.
     GLuint framebuffer();
 
 private:
     GLImage(const Ptr<GLDevice>& device, int width, int height, int depth, bool is3D, eFormat format);
-    size_t rowBytes() const { return size_t(width_) * texelBytes(); }
+    size_t rowBytes() const { return size_t(m_width) * texelBytes(); }
 
-    Ptr<GLDevice> device_;
-    const int width_, height_, depth_;
-    const bool is3D_;
-    const eFormat format_;
-    GLuint texture_ = 0;     // under the lock after creation
-    GLuint framebuffer_ = 0; // under the lock
+    Ptr<GLDevice> m_device;
+    const int m_width, m_height, m_depth;
+    const bool m_is3D;
+    const eFormat m_format;
+    GLuint m_texture = 0;     // under the lock after creation
+    GLuint m_framebuffer = 0; // under the lock
 };

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 GLParam::GLParam(const LightweightString<char>& name, GLenum glType, GLint location)
-    : name_(name), type_(typeOf(glType)), location_(location) {}
+    : m_name(name), m_type(typeOf(glType)), m_location(location) {}
 
 iShaderParam::eType GLParam::typeOf(GLenum glType) {
     switch (glType) {
@@ -18,11 +18,11 @@ iShaderParam::eType GLParam::typeOf(GLenum glType) {
 }
 
 bool GLParam::store(eType type, const float* values, int count, int integer) {
-    if (type != type_ || (count > 0 && !values)) return false;
-    std::lock_guard<std::mutex> hold(mutex_);
-    if (count > 0) std::copy(values, values + count, values_);
-    integer_ = integer;
-    pending_ = true;
+    if (type != m_type || (count > 0 && !values)) return false;
+    std::lock_guard<std::mutex> hold(m_mutex);
+    if (count > 0) std::copy(values, values + count, m_values);
+    m_integer = integer;
+    m_pending = true;
     return true;
 }
 
@@ -34,16 +34,16 @@ bool GLParam::setFloat4(const float* xyzw) { return store(eFloat4, xyzw, 4, 0); 
 bool GLParam::setMatrix3x3(const float* rows) { return store(eFloat3x3, rows, 9, 0); }
 
 void GLParam::apply(GLuint program) {
-    std::lock_guard<std::mutex> hold(mutex_);
-    if (!pending_) return;
-    pending_ = false;
-    switch (type_) {
-        case eFloat: glProgramUniform1f(program, location_, values_[0]); break;
+    std::lock_guard<std::mutex> hold(m_mutex);
+    if (!m_pending) return;
+    m_pending = false;
+    switch (m_type) {
+        case eFloat: glProgramUniform1f(program, m_location, m_values[0]); break;
         case eBool:
-        case eInt: glProgramUniform1i(program, location_, integer_); break;
-        case eFloat3: glProgramUniform3fv(program, location_, 1, values_); break;
-        case eFloat4: glProgramUniform4fv(program, location_, 1, values_); break;
-        case eFloat3x3: glProgramUniformMatrix3fv(program, location_, 1, GL_TRUE, values_); break;
+        case eInt: glProgramUniform1i(program, m_location, m_integer); break;
+        case eFloat3: glProgramUniform3fv(program, m_location, 1, m_values); break;
+        case eFloat4: glProgramUniform4fv(program, m_location, 1, m_values); break;
+        case eFloat3x3: glProgramUniformMatrix3fv(program, m_location, 1, GL_TRUE, m_values); break;
         case eUnused: break;
     }
 }

@@ -10,7 +10,7 @@
 // parameter's returns false and changes nothing. For an array, the setters
 // write its first element.
 //
-// Threads: the value and its pending flag are guarded by `mutex_`; name,
+// Threads: the value and its pending flag are guarded by `m_mutex`; name,
 // type and location never change.
 #pragma once
 
@@ -25,8 +25,8 @@ public:
 
     static eType typeOf(GLenum glType);
 
-    LightweightString<char> getName() const override { return name_; }
-    eType getType() const override { return type_; }
+    LightweightString<char> getName() const override { return m_name; }
+    eType getType() const override { return m_type; }
     // GLSL has no annotations.
     bool getAnnotation(const LightweightString<char>&, int&) const override { return false; }
     bool getAnnotation(const LightweightString<char>&, LightweightString<char>&) const override { return false; }
@@ -47,11 +47,11 @@ public:
 private:
     bool store(eType type, const float* values, int count, int integer);
 
-    const LightweightString<char> name_;
-    const eType type_;
-    const GLint location_;
-    std::mutex mutex_;
-    bool pending_ = false;
-    float values_[9] = {};
-    int integer_ = 0;
+    const LightweightString<char> m_name;
+    const eType m_type;
+    const GLint m_location;
+    std::mutex m_mutex;
+    bool m_pending = false;
+    float m_values[9] = {};
+    int m_integer = 0;
 };

@@ -75,21 +75,30 @@ std::string assembleFragmentSource(std::string_view utils, std::string_view gene
     return s;
 }
 
+GLuint compileShaderStage(GLenum stage, std::string_view source, std::string& log) {
+    const GLuint shader = glCreateShader(stage);
+    const char* text = source.data();
+    const GLint length = GLint(std::min<size_t>(source.size(), INT32_MAX));
+    glShaderSource(shader, 1, &text, &length);
+    glCompileShader(shader);
+    GLint ok = GL_FALSE;
+    glGetShaderiv(shader, GL_COMPILE_STATUS, &ok);
+    if (ok) return shader;
+    log = infoLog(shader, false);
+    glDeleteShader(shader);
+    return 0;
+}
+
 GLProgramBuild buildProgram(GLuint vertexShader, const std::string& fragmentSource) {
     GLProgramBuild build;
-    const GLuint fragment = glCreateShader(GL_FRAGMENT_SHADER);
-    const char* text = fragmentSource.c_str();
-    const GLint length = GLint(std::min<size_t>(fragmentSource.size(), INT32_MAX));
-    glShaderSource(fragment, 1, &text, &length);
-    glCompileShader(fragment);
-    GLint ok = GL_FALSE;
-    glGetShaderiv(fragment, GL_COMPILE_STATUS, &ok);
-    if (!ok) {
-        build.errors = parseInfoLog(infoLog(fragment, false), kGeneratedSourceString);
+    std::string log;
+    const GLuint fragment = compileShaderStage(GL_FRAGMENT_SHADER, fragmentSource, log);
+    if (!fragment) {
+        build.errors = parseInfoLog(log, kGeneratedSourceString);
         if (build.errors.empty()) build.errors.push_back({"The driver refused the fragment shader without a message", 0});
-        glDeleteShader(fragment);
         return build;
     }
+    GLint ok = GL_FALSE;
 
     const GLuint program = glCreateProgram();
     glAttachShader(program, vertexShader);

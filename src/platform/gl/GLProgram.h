@@ -36,6 +36,8 @@ struct GLProgramBuild {
 };
 
 std::string assembleFragmentSource(std::string_view utils, std::string_view generated);
+// Compiles one stage; 0, with the driver's log in `log`, when it fails.
+GLuint compileShaderStage(GLenum stage, std::string_view source, std::string& log);
 GLProgramBuild buildProgram(GLuint vertexShader, const std::string& fragmentSource);
 
 bool isSamplerType(GLenum type);

@@ -2,21 +2,13 @@
 
 #include "host/Paths.h"
 #include "host/Strings.h"
-#include "host/TextFile.h"
+#include "host/Files.h"
+#include "host/ShaderContract.h"
 #include "platform/gl/GLImage.h"
 #include "platform/gl/GLProgram.h"
 #include "platform/gl/GLShaderEffect.h"
 
 namespace {
-
-std::string joinLines(const TextFile& file) {
-    std::string text;
-    for (const LightweightString<char>& line : file.lines()) {
-        text += line.view();
-        text += '\n';
-    }
-    return text;
-}
 
 ShaderCompilationOutput failure(const LightweightString<char>& message) {
     ShaderCompilationOutput out;
@@ -33,25 +25,25 @@ std::unique_ptr<GLService> GLService::create(std::string& error) {
 }
 
 ShaderCompilationOutput GLService::compileEffectFile(const LightweightString<wchar_t>& path, const ShaderDefinitions& definitions) {
-    const TextFile file(path);
-    if (!file.loaded()) return failure("Cannot read the effect file " + toUTF8(path));
-    return compileEffectText(LightweightString<char>(joinLines(file)), definitions);
+    std::string text, error;
+    if (!Files::readWholeFile(path, Files::kMaxTextFileBytes, text, error)) return failure("Cannot read the effect file " + error);
+    return compileEffectText(LightweightString<char>(text), definitions);
 }
 
 ShaderCompilationOutput GLService::compileEffectText(const LightweightString<char>& text, const ShaderDefinitions& definitions) {
-    const LightweightString<wchar_t> utilsPath = getShadersDir() + L"_utils.glsl";
-    const TextFile utils(utilsPath);
-    if (!utils.loaded()) return failure("Cannot read the shader helpers " + toUTF8(utilsPath));
-    const std::string source = assembleFragmentSource(joinLines(utils), text.view());
+    std::string utils, error;
+    if (!Files::readWholeFile(getShadersDir() + fromUTF8(ShaderContract::kGLSLUtilsFile), Files::kMaxTextFileBytes, utils, error))
+        return failure("Cannot read the shader helpers " + error);
+    const std::string source = assembleFragmentSource(utils, text.view());
 
-    return device_->run([&] {
+    return m_device->run([&] {
         ShaderCompilationOutput out;
-        GLProgramBuild build = buildProgram(device_->vertexShader(), source);
+        GLProgramBuild build = buildProgram(m_device->vertexShader(), source);
         if (!build.program) {
             out.errors = std::move(build.errors);
             return out;
         }
-        Ptr<GLShaderEffect> effect = GLShaderEffect::create(device_, std::move(build), definitions, out.errors);
+        Ptr<GLShaderEffect> effect = GLShaderEffect::create(m_device, std::move(build), definitions, out.errors);
         if (effect) {
             effect->prime();
             out.shader = effect;
@@ -61,17 +53,17 @@ ShaderCompilationOutput GLService::compileEffectText(const LightweightString<cha
 }
 
 Ptr<iGPUImage> GLService::createImage(XY<int> size, iGPUImage::eFormat format) {
-    return GLImage::create(device_, size.x, size.y, 1, false, format);
+    return GLImage::create(m_device, size.x, size.y, 1, false, format);
 }
 
 Ptr<iGPUImage> GLService::create3DImage(int width, int height, int depth, iGPUImage::eFormat format) {
-    return GLImage::create(device_, width, height, depth, true, format);
+    return GLImage::create(m_device, width, height, depth, true, format);
 }
 
 void GLService::releaseGPUResources() {
-    device_->run([&] { device_->dropPassTargets(); });
+    m_device->run([&] { m_device->dropPassTargets(); });
 }
 
 void GLService::finish() {
-    device_->run([] { glFinish(); });
+    m_device->run([] { glFinish(); });
 }

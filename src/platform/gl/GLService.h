@@ -27,7 +27,7 @@ public:
     // Null, with `error` telling why, when EGL or OpenGL 4.5 cannot start.
     static std::unique_ptr<GLService> create(std::string& error);
 
-    int getShadingLanguage() const override { return 1; }
+    eShadingLanguage getShadingLanguage() const override { return eShadingLanguageGLSL; }
     ShaderCompilationOutput compileEffectFile(const LightweightString<wchar_t>& path, const ShaderDefinitions& definitions) override;
     ShaderCompilationOutput compileEffectText(const LightweightString<char>& text, const ShaderDefinitions& definitions) override;
     Ptr<iGPUImage> createImage(XY<int> size, iGPUImage::eFormat format) override;
@@ -37,10 +37,10 @@ public:
     void finish() override;
 
     // Which display and renderer the context runs on.
-    const std::string& description() const { return device_->description(); }
-    const Ptr<GLDevice>& device() const { return device_; }
+    const std::string& description() const { return m_device->description(); }
+    const Ptr<GLDevice>& device() const { return m_device; }
 
 private:
-    explicit GLService(const Ptr<GLDevice>& device) : device_(device) {}
-    Ptr<GLDevice> device_;
+    explicit GLService(const Ptr<GLDevice>& device) : m_device(device) {}
+    Ptr<GLDevice> m_device;
 };

@@ -25,11 +25,12 @@
 //
 // Ownership and threads: the effect owns its program (freed under the
 // context lock when the last reference goes) and its parameters; it keeps
-// its device alive. `mutex_` guards the selected technique, the sampler
+// its device alive. `m_mutex` guards the selected technique, the sampler
 // states and the render context; each parameter guards its own value. Draws
 // run under the context lock, one at a time.
 #pragma once
 
+#include "host/ShaderContract.h"
 #include "host/ShaderEffect.h"
 #include "platform/gl/GLDevice.h"
 #include "platform/gl/GLParam.h"
@@ -64,13 +65,15 @@ public:
     void prime();
 
 private:
+    // In the order of ShaderContract::kSpecialParameters.
     enum eSpecial { eWidth, eHeight, eAspect, eProgress, eFps, eLength, eLengthFrames, eSpecialCount };
+    static_assert(eSpecialCount == ShaderContract::kSpecialParameterCount);
 
     struct Sampler {
         LightweightString<char> name;
         GLint unit;
         bool is3D;
-        int pass; // index into passes_ when the sampler reads a pass's result, else -1
+        int pass; // index into m_passes when the sampler reads a pass's result, else -1
         eScalingMethod scaling = Linear;
         eEdgeReadMode edge = ClampToEdge;
     };
@@ -82,21 +85,21 @@ private:
 
     GLShaderEffect() = default;
     bool readPassMap(const ShaderDefinitions& definitions, std::vector<ShaderError>& errors);
-    bool drawOnThread(GLImage& target, const std::vector<ShaderInputBinding>& inputs);
+    bool drawLocked(GLImage& target, const std::vector<ShaderInputBinding>& inputs);
     void writeSpecialParameters(int width, int height, const RenderContext& context);
     void writeCorners(const std::vector<ShaderInputBinding>& inputs);
 
-    Ptr<GLDevice> device_;
-    GLuint program_ = 0;
-    std::vector<Ptr<GLParam>> params_;
-    std::vector<Sampler> samplers_;          // states guarded by mutex_
-    std::vector<Pass> passes_;
-    std::vector<std::vector<int>> techniques_; // indices into passes_, in order
-    std::array<GLint, eSpecialCount> special_{};
-    GLint entryPoint_ = -1;
-    GLint corners_ = -1;
+    Ptr<GLDevice> m_device;
+    GLuint m_program = 0;
+    std::vector<Ptr<GLParam>> m_params;
+    std::vector<Sampler> m_samplers;          // states guarded by m_mutex
+    std::vector<Pass> m_passes;
+    std::vector<std::vector<int>> m_techniques; // indices into m_passes, in order
+    std::array<GLint, eSpecialCount> m_special{};
+    GLint m_entryPoint = -1;
+    GLint m_corners = -1;
 
-    mutable std::mutex mutex_;
-    size_t technique_ = 0;
-    RenderContext context_;
+    mutable std::mutex m_mutex;
+    size_t m_technique = 0;
+    RenderContext m_context;
 };

@@ -1,16 +1,14 @@
 #include "PngFile.h"
 
+#include "host/Files.h"
 #include "host/Strings.h"
 
 #include <png.h>
 
 #include <bit>
-#include <cerrno>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <new>
 
 // libpng reports errors by calling our error function, which must not
@@ -88,7 +86,7 @@ bool runDecoder(Coder* c) {
     if (setjmp(png_jmpbuf(c->png))) return false;
 
     png_set_read_fn(c->png, c, readData);
-    png_set_user_limits(c->png, PngFile::kMaxDimension, PngFile::kMaxDimension);
+    png_set_user_limits(c->png, HostImage::kMaxDimension, HostImage::kMaxDimension);
     png_read_info(c->png, c->info);
 
     const png_uint_32 width = png_get_image_width(c->png, c->info);
@@ -144,11 +142,11 @@ bool runEncoder(Coder* c) {
 
 } // namespace
 
-PngFile::ReadResult PngFile::decode(const void* data, size_t size, const std::string& name) {
-    ReadResult result;
+Ptr<HostImage> PngFile::decode(const void* data, size_t size, std::string& error, const std::string& name) {
+
     if (size < 8 || png_sig_cmp(static_cast<png_const_bytep>(data), 0, 8) != 0) {
-        result.error = name + ": not a PNG file";
-        return result;
+        error = name + ": not a PNG file";
+        return nullptr;
     }
     Coder c;
     c.input = static_cast<const uint8_t*>(data);
@@ -157,47 +155,31 @@ PngFile::ReadResult PngFile::decode(const void* data, size_t size, const std::st
     if (c.png) c.info = png_create_info_struct(c.png);
     if (!c.png || !c.info) {
         png_destroy_read_struct(c.png ? &c.png : nullptr, nullptr, nullptr);
-        result.error = name + ": out of memory";
-        return result;
+        error = name + ": out of memory";
+        return nullptr;
     }
     const bool ok = runDecoder(&c);
     png_destroy_read_struct(&c.png, &c.info, nullptr);
-    if (ok) {
-        result.image = std::move(c.image);
-    } else {
-        result.error = name + ": " + c.message;
-    }
-    return result;
+    if (ok) return std::move(c.image);
+    error = name + ": " + c.message;
+    return nullptr;
 }
 
-PngFile::ReadResult PngFile::read(const LightweightString<wchar_t>& path) {
-    const std::string name = toUTF8(path).str();
-    std::ifstream in(name, std::ios::binary);
-    if (!in) {
-        ReadResult result;
-        result.error = name + ": cannot open file (" + std::strerror(errno) + ")";
-        return result;
-    }
-    std::vector<uint8_t> bytes;
-    char block[65536];
-    try {
-        while (in.read(block, sizeof block) || in.gcount() > 0) bytes.insert(bytes.end(), block, block + in.gcount());
-    } catch (const std::bad_alloc&) {
-        return {nullptr, name + ": file too large to read"};
-    }
-    if (in.bad()) return {nullptr, name + ": cannot read file"};
-    return decode(bytes.data(), bytes.size(), name);
+Ptr<HostImage> PngFile::read(const LightweightString<wchar_t>& path, std::string& error) {
+    std::string bytes;
+    if (!Files::readWholeFile(path, Files::kMaxPictureFileBytes, bytes, error)) return nullptr;
+    return decode(bytes.data(), bytes.size(), error, toUTF8(path).str());
 }
 
-PngFile::WriteResult PngFile::encode(const HostImage& image, std::vector<uint8_t>& out) {
-    WriteResult result;
+bool PngFile::encode(const HostImage& image, std::vector<uint8_t>& out, std::string& error) {
+
     Ptr<HostImage> converted;
     const HostImage* source = &image;
     if (image.getFormat() != iGPUImage::eRGBA8 && image.getFormat() != iGPUImage::eRGBA16) {
         converted = image.convertedTo(iGPUImage::eRGBA16);
         if (!converted) {
-            result.error = "out of memory";
-            return result;
+            error = "out of memory";
+            return false;
         }
         source = converted.get();
     }
@@ -209,42 +191,23 @@ PngFile::WriteResult PngFile::encode(const HostImage& image, std::vector<uint8_t
     if (c.png) c.info = png_create_info_struct(c.png);
     if (!c.png || !c.info) {
         png_destroy_write_struct(c.png ? &c.png : nullptr, nullptr);
-        result.error = "out of memory";
-        return result;
+        error = "out of memory";
+        return false;
     }
-    result.ok = runEncoder(&c);
+    const bool ok = runEncoder(&c);
     png_destroy_write_struct(&c.png, &c.info);
-    if (!result.ok) {
-        result.error = c.message;
+    if (!ok) {
+        error = c.message;
         out.clear();
     }
-    return result;
+    return ok;
 }
 
-PngFile::WriteResult PngFile::write(const LightweightString<wchar_t>& path, const HostImage& image) {
-    const std::string name = toUTF8(path).str();
+bool PngFile::write(const LightweightString<wchar_t>& path, const HostImage& image, std::string& error) {
     std::vector<uint8_t> bytes;
-    WriteResult result = encode(image, bytes);
-    if (!result) {
-        result.error = name + ": " + result.error;
-        return result;
+    if (!encode(image, bytes, error)) {
+        error = toUTF8(path).str() + ": " + error;
+        return false;
     }
-    result.ok = false;
-    std::FILE* file = std::fopen(name.c_str(), "wb");
-    if (!file) {
-        result.error = name + ": cannot create file (" + std::strerror(errno) + ")";
-        return result;
-    }
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-    const int writeError = errno;
-    const bool closed = std::fclose(file) == 0;
-    if (!written || !closed) {
-        // Remove what was left of a regular file; never a device or a pipe.
-        std::error_code ignored;
-        if (std::filesystem::is_regular_file(name, ignored)) std::filesystem::remove(name, ignored);
-        result.error = name + ": cannot write file (" + std::strerror(written ? errno : writeError) + ")";
-        return result;
-    }
-    result.ok = true;
-    return result;
+    return Files::writeWholeFile(path, bytes.data(), bytes.size(), error);
 }

@@ -1,5 +1,7 @@
 // The shader model: plain records that an effect file is read into and that
-// the code generators write text from. Value types, no behaviour.
+// the code generators write text from. Value types, no behaviour; the reader
+// (effects/) and the generators (codegen/) both build on this folder, which
+// itself sees only host/.
 #pragma once
 
 #include "host/LightweightString.h"
@@ -47,8 +49,26 @@ struct Input {
     bool isMask = false;
 };
 
-// One parameter. `properties` holds the declaration's values under the keys
-// "flags", "default", "min", "max", "animated", "choices", "c1", "c2", "c3", "alpha".
+// The keys under which a parameter's `properties` keep its declared values.
+// "default" is a double for float parameters, an integer for int parameters
+// and a bool for bool parameters; "animated" is the integer 0 or 1;
+// "flags" and "choices" are strings; the rest are doubles.
+namespace PropertyKey {
+inline constexpr const char* kFlags = "flags";
+inline constexpr const char* kDefault = "default";
+inline constexpr const char* kMin = "min";
+inline constexpr const char* kMax = "max";
+inline constexpr const char* kAnimated = "animated";
+inline constexpr const char* kChoices = "choices";
+inline constexpr const char* kColour1 = "c1";
+inline constexpr const char* kColour2 = "c2";
+inline constexpr const char* kColour3 = "c3";
+inline constexpr const char* kAlpha = "alpha";
+// Read by the annotated Cg target; nothing stores it.
+inline constexpr const char* kGroup = "group";
+} // namespace PropertyKey
+
+// One parameter. `properties` holds the declaration's values under the keys above.
 struct Parameter {
     iShaderParam::eType type = iShaderParam::eFloat;
     LightweightString<char> id;
@@ -75,6 +95,14 @@ struct Function {
 struct Technique {
     std::vector<Function> passes;
 };
+
+// The effect-language name of a parameter type ("float", "bool", "int",
+// "float4", "float3x3", "float3"); empty for types no declaration makes.
+LightweightString<char> typeName(iShaderParam::eType type);
+// Every input's texture and every pass's render target: "_" + name.
+LightweightString<char> textureNameFor(const LightweightString<char>& name);
+// The pixel function a pass author writes: name + "_pass".
+LightweightString<char> passFunctionName(const LightweightString<char>& name);
 
 using Error = ShaderError;
 using Lines = std::vector<LightweightString<char>>;

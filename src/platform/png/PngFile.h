@@ -11,6 +11,8 @@
 //
 // Failures are values: a null image (or false) and a message naming the file
 // and the reason. libpng's errors are caught inside; nothing leaks or throws.
+// Pictures wider or higher than HostImage::kMaxDimension are refused before
+// any pixel memory is taken.
 #pragma once
 
 #include "host/HostImage.h"
@@ -23,27 +25,14 @@
 
 class PngFile {
 public:
-    struct ReadResult {
-        Ptr<HostImage> image; // null on failure
-        std::string error;    // empty on success
-        explicit operator bool() const { return bool(image); }
-    };
-    struct WriteResult {
-        bool ok = false;
-        std::string error;
-        explicit operator bool() const { return ok; }
-    };
-
-    // Largest width or height accepted when reading.
-    static constexpr uint32_t kMaxDimension = 32768;
-
-    static ReadResult read(const LightweightString<wchar_t>& path);
+    // The picture, or null with `error` naming the file and the reason.
+    static Ptr<HostImage> read(const LightweightString<wchar_t>& path, std::string& error);
     // Decodes PNG bytes held in memory; `name` prefixes the error messages.
-    static ReadResult decode(const void* data, size_t size, const std::string& name = "PNG data");
+    static Ptr<HostImage> decode(const void* data, size_t size, std::string& error, const std::string& name = "PNG data");
 
-    // Writes the file (replacing it). A file that could not be written
-    // completely is removed.
-    static WriteResult write(const LightweightString<wchar_t>& path, const HostImage& image);
+    // Writes the file through Files::writeWholeFile: the previous file stays
+    // as it was unless the new one was written completely.
+    static bool write(const LightweightString<wchar_t>& path, const HostImage& image, std::string& error);
     // Encodes into `out` (replacing its contents).
-    static WriteResult encode(const HostImage& image, std::vector<uint8_t>& out);
+    static bool encode(const HostImage& image, std::vector<uint8_t>& out, std::string& error);
 };

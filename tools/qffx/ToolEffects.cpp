@@ -1,0 +1,82 @@
+#include "ToolEffects.h"
+
+#include "host/Paths.h"
+#include "host/Strings.h"
+#include "host/TextFile.h"
+
+#ifdef QFFX_HAVE_PLATFORM
+#include "platform/LinuxServices.h"
+#endif
+
+#include <cstdio>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// The path of EFFECT, or an empty string with `error` set.
+std::string resolveEffectPath(const std::string& effect, std::string& error) {
+    std::error_code ec;
+    if (fs::exists(effect, ec) || effect.find('/') != std::string::npos) return effect;
+    const std::string dir = toUTF8(getShadersDir()).str();
+    std::string wanted = toLower(LightweightString<char>(effect)).str();
+    if (!wanted.ends_with(".fx")) wanted += ".fx";
+    for (const auto& entry : fs::directory_iterator(dir, ec)) {
+        const std::string name = entry.path().filename().string();
+        if (entry.is_regular_file(ec) && toLower(LightweightString<char>(name)).str() == wanted) return entry.path().string();
+    }
+    error = "no effect named '" + effect + "' in " + dir;
+    return {};
+}
+
+} // namespace
+
+int failWith(const char* command, const std::string& message) {
+    std::fprintf(stderr, "qffx %s: %s\n", command, message.c_str());
+    return 2;
+}
+
+Ptr<ShaderEffectInfo> openEffect(const char* command, const std::string& effect, std::string* path) {
+    std::string error;
+    const std::string found = resolveEffectPath(effect, error);
+    if (found.empty()) {
+        failWith(command, error);
+        return {};
+    }
+    const LightweightString<wchar_t> widePath = fromUTF8(found.c_str());
+    TextFile text;
+    if (!text.load(widePath)) {
+        failWith(command, text.loadError());
+        return {};
+    }
+    Ptr<ShaderEffectInfo> loaded = makePtr<ShaderEffectInfo>(text);
+    loaded->setFileName(widePath);
+    if (path) *path = found;
+    return loaded;
+}
+
+void printEffectErrors(const ShaderEffectInfo& effect, const std::vector<ShaderError>& errors) {
+    // Error lines count lines of the text that was compiled, in which one
+    // processed entry (the technique block) may span several lines.
+    std::vector<std::string_view> lines;
+    for (const auto& entry : effect.getProcessedSourceCode()) {
+        const std::string_view v = entry.view();
+        size_t start = 0;
+        for (size_t nl; (nl = v.find('\n', start)) != std::string_view::npos; start = nl + 1) lines.push_back(v.substr(start, nl - start));
+        lines.push_back(v.substr(start));
+    }
+    for (const ShaderError& e : errors) {
+        std::fprintf(stderr, "error: line %u: %s\n", unsigned(e.line) + 1, e.message.c_str());
+        if (e.line < lines.size()) std::fprintf(stderr, "  | %.*s\n", int(lines[e.line].size()), lines[e.line].data());
+    }
+}
+
+#ifdef QFFX_HAVE_PLATFORM
+iGPUService* startGPU(const char* command) {
+    installOS(&LinuxServices::instance());
+    iGPUService* gpu = OS()->gpu();
+    if (!gpu) failWith(command, "no GPU service (EGL/OpenGL could not start)");
+    return gpu;
+}
+#endif
