@@ -4,5 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
-bash scripts/build.sh build
-./build/tools/qffx/qffx generate resources/shaders/Tint.fx
+export CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
+cmake --preset default >/dev/null
+cmake --build --preset default --target qffx
+./build/tools/qffx/qffx generate Tint

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "GPUImage.h"
+#include "ImageLimits.h"
 #include "Ptr.h"
 #include "XY.h"
 
@@ -35,8 +36,8 @@ void writeTexel(iGPUImage::eFormat format, const RGBAf& value, void* texel);
 class HostImage : public iObject {
 public:
     using eFormat = iGPUImage::eFormat;
-    static constexpr int kMaxDimension = 32768;
-    static constexpr size_t kMaxBytes = size_t(1) << 31;
+    static constexpr int kMaxDimension = ImageLimits::kMaxDimension;
+    static constexpr size_t kMaxBytes = ImageLimits::kMaxBytes;
 
     // A zeroed image; null when a side is not in 1..kMaxDimension or it
     // would take more than kMaxBytes.

@@ -23,8 +23,6 @@ constexpr FormatDescription kFormats[] = {
     {Format::ePlanarYCbCr, ePixelPacking::ePlanar, true, false, 8},
 };
 
-// Largest host buffer a surface allocates.
-constexpr uint64_t kMaxBytes = uint64_t(1) << 31;
 
 uint32_t divUp(uint32_t a, uint32_t b) { return (a + b - 1) / b; }
 
@@ -149,7 +147,7 @@ bool Surface::init(uint32_t width, uint32_t height, Format format, uint16_t bits
     }
 
     const uint64_t bytes = rows * stride;
-    if (bytes > kMaxBytes) return false;
+    if (bytes > ImageLimits::kMaxBytes) return false;
     std::shared_ptr<uint8_t[]> pixels;
     if (alloc == eAllocHost && bytes > 0) {
         try {

@@ -19,6 +19,8 @@
 // surface of a format is stored in.
 #pragma once
 
+#include "ImageLimits.h"
+
 #include "GPUImage.h"
 #include "Ptr.h"
 #include "VideoData.h"
@@ -113,7 +115,7 @@ public:
     // picture only (its pixels live in a GPU image attached afterwards).
     enum eAlloc : uint8_t { eAllocHost = 0, eAllocNone = 1 };
 
-    static constexpr uint32_t kMaxDimension = 32768;
+    static constexpr uint32_t kMaxDimension = ImageLimits::kMaxDimension;
 
     Surface() = default;
     // A surface with host memory; bitsPerComponent 0 takes the format's

@@ -3,11 +3,14 @@
 #include "codegen/CgCodeGenerator.h"
 #include "effects/ShaderEffectInfo.h"
 #include "support/Printers.h"
+#include "host/Paths.h"
 #include "support/RecordingGPUService.h"
+#include "support/ScopedLocale.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <thread>
 
 using ::testing::ElementsAre;
@@ -155,4 +158,39 @@ TEST_F(EffectCompile, ConcurrentCompilesOfOneEffectCompileOnce) {
         EXPECT_EQ(out.shader, outs[0].shader);
         EXPECT_TRUE(out.shader && out.errors.empty());
     }
+}
+
+TEST_F(EffectCompile, ReadingErrorsBeforeGeneratedTextAreDeliveredAndNothingIsCompiled) {
+    const auto e = effectFrom("DeclareInput( Input )\nDeclarePass()\nint _QfrmEffectInfo\n<\n> = 0;\n");
+    e->setFileName(L"/fx/Generated.fx");
+    const ShaderCompilationOutput first = e->compile();
+    EXPECT_FALSE(first.shader);
+    EXPECT_THAT(first.errors, ElementsAre(ShaderError{"Too few arguments for DeclarePass( Name )", 1}));
+    EXPECT_TRUE(gpu.compiles().empty());
+
+    // The retry compiles the file; the file is not read again, so its input is there once.
+    gpu.failNextCompile({{"error", 0}});
+    EXPECT_FALSE(e->compile().shader);
+    EXPECT_TRUE(e->compile().shader);
+    EXPECT_EQ(gpu.compiles().size(), 2u);
+    EXPECT_EQ(e->getInputs().size(), 1u);
+    EXPECT_THAT(gpu.calls(), ElementsAre("setSamplerState Input Linear ClampToEdge"));
+}
+
+TEST_F(EffectCompile, CgTextIncludesTheHelpersByAnAbsolutePath) {
+    const std::string before = toUTF8(getShadersDir()).str();
+    setShadersDir(L"relative/shaders");
+    effectFrom("DeclareQuillframeEffect( T, C, S, N, kNoFlags )\n")->compile();
+    setShadersDir(L"");
+    const std::string first = gpu.compiles().back().text.str().substr(0, gpu.compiles().back().text.view().find('\n'));
+    EXPECT_EQ(first, "#include \"" + std::filesystem::current_path().string() + "/relative/shaders/_utils.fx\"");
+    EXPECT_EQ(toUTF8(getShadersDir()).str(), before);
+}
+
+TEST_F(EffectCompile, CgTextIgnoresACommaLocale) {
+    QfTest::ScopedLocale comma(QfTest::kCommaLocale);
+    if (!comma.active()) GTEST_SKIP() << QfTest::kCommaLocale << " is not installed";
+    effectFrom("DeclareFloatParam( Amount, A, G, kNoFlags, 0.5, 0, 1.25 )\n"
+               "DeclareColourParam( Tint, T, G, kNoFlags, 0.25, 0.5, 0.75, 1 )\n")->compile();
+    EXPECT_EQ(gpu.compiles().back().text.str(), "\nfloat Amount = 0.5;\n\nfloat4 Tint = { 0.25,0.5,0.75,1 };\n");
 }

@@ -212,3 +212,46 @@ TEST(EffectReader, EntryPointsCloseTechniques) {
                                         "pass:Orphan/Orphan_pass/_Orphan", "techniques:[First][A,B,Second][C,QfMain]"));
     EXPECT_EQ(e->getTechniques().size(), 3u);
 }
+
+TEST(EffectReader, NumbersThatNoFloatOrIntHoldsAreErrorsAtTheirDeclaration) {
+    const auto e = read("DeclareFloatParam( A, A, G, kNoFlags, 1e999, 0, 1 )\n"
+                        "DeclareFloatParam( B, B, G, kNoFlags, 0.5, -1e39, 1e39 )\n"
+                        "DeclareIntParam( C, C, G, 123456789012, kNoChoices )\n"
+                        "DeclareColourParam( D, D, G, kNoFlags, 0, 1e40, 0, 1 )\n"
+                        "DeclareFloatParam( E, E, G, kNoFlags, 123456789012, 0, 1e38 )\n"
+                        "DeclareIntParam( F, F, G, -2147483648, kNoChoices )\n");
+    // Every number out of range is named; only the declarations whose numbers fit are kept.
+    EXPECT_THAT(output(*e), ElementsAre("param:1 E", "param:4 F", "error 0: Number out of range : 1e999",
+                                        "error 0: Number out of range : -1e39", "error 0: Number out of range : 1e39",
+                                        "error 0: Number out of range : 123456789012", "error 0: Number out of range : 1e40"));
+    ASSERT_EQ(e->getParams().size(), 2u);
+    EXPECT_EQ(properties(e->getParams()[0]), "flags=\"\" default=1.23457e+11 min=0 max=1e+38 animated=0i");
+    EXPECT_EQ(properties(e->getParams()[1]), "default=-2147483648i choices=\"\"");
+}
+
+TEST(EffectReader, CapabilityWordsAreTakenExactlyBetweenTheBars) {
+    // Blanks around a capability word make it another word (parameter flags forgive them).
+    for (const auto& [flags, caps] : {std::pair{"CanSize|ScaleAware", 0x9u}, {"CanSize | HasMinOutputSize", 0x0u},
+                                      {"ScaleAware |HasMaxOutputSize", 0x4u}, {"|ScaleAware|", 0x1u}})
+        EXPECT_EQ(read("DeclareQuillframeEffect( N, C, S, X, " + std::string(flags) + " )")->getCaps(), caps) << flags;
+}
+
+TEST(EffectReader, ByteOrderMarksAndEveryLineEndReadTheSame) {
+    const std::string body = "DeclareQuillframeEffect( Tint, C, S, N, ScaleAware )#DeclareInput( Input )#float4 x;#";
+    std::vector<std::vector<std::string>> outputs;
+    for (const char* end : {"\n", "\r\n", "\r"})
+        for (const char* start : {"", "\xEF\xBB\xBF"}) {
+            std::string text = start + body;
+            for (size_t at; (at = text.find('#')) != std::string::npos;) text.replace(at, 1, end);
+            outputs.push_back(output(*read(text)));
+        }
+    for (const auto& out : outputs)
+        EXPECT_THAT(out, ElementsAre("header:Tint 1", "input:_Input Input 0/1/0", "code:float4 x;"));
+}
+
+TEST(EffectReader, ATooLongProcessedTextIsRefusedWithOneError) {
+    std::string text = "DeclarePass()\n";
+    for (int i = 0; i < 70000; ++i) text += "x\n";
+    const auto e = read(text);
+    EXPECT_THAT(e->getErrors(), ElementsAre(ShaderError{"Too many lines : 70000", 65535}));
+}

@@ -1,6 +1,11 @@
 #include "host/Strings.h"
+#include "support/ScopedLocale.h"
 
 #include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <string>
 
 TEST(WStringFromFloat, PlacesTrimmingAndRounding) {
     const struct {
@@ -24,4 +29,35 @@ TEST(StringFromFloat, ShortestTextThatReadsBack) {
     EXPECT_EQ(StringFromFloat(-0.0), "0");
     EXPECT_EQ(StringFromFloat(1e20), "1e+20");
     for (double v : {0.5, 1.0 / 3.0, 0.299, 1e-7, -123456.789}) EXPECT_EQ(doubleFromString(StringFromFloat(v).view()), v);
+}
+
+TEST(DecimalText, LongestLeadingNumberOfAnyLengthAndDecimalOnly) {
+    const std::string longFraction = "0." + std::string(300, '0') + "1"; // 1e-301, past any fixed buffer
+    const std::string longWhole = "1" + std::string(400, '0');          // beyond a double: infinity
+    const std::pair<std::string, double> reals[] = {
+        {"0.5", 0.5}, {"  -2.5e1xyz", -25}, {"+.5", 0.5}, {"5.", 5}, {"1e", 1}, {"1e+", 1}, {"2E-2", 0.02},
+        {"0.25abc", 0.25}, {longFraction, 1e-301}, {longWhole, HUGE_VAL}, {"-" + longWhole, -HUGE_VAL},
+        // Not numbers here: hexadecimal, infinities and NaN words, a lone sign or point.
+        {"0x1p3", 0}, {"inf", 0}, {"nan", 0}, {"-", 0}, {".", 0}, {"", 0}, {"x1", 0},
+    };
+    for (const auto& [text, value] : reals) EXPECT_EQ(doubleFromString(text), value) << text;
+
+    const std::pair<std::string, int64_t> wholes[] = {
+        {"42", 42}, {"42.9", 42}, {" -7", -7}, {"+3", 3}, {"x", 0}, {"", 0},
+        {std::string(30, '9'), INT64_MAX}, {"-" + std::string(30, '9'), INT64_MIN}, {"123456789012", 123456789012},
+    };
+    for (const auto& [text, value] : wholes) EXPECT_EQ(integerFromString(text), value) << text;
+}
+
+TEST(DecimalText, ReadingAndWritingIgnoreACommaLocale) {
+    QfTest::ScopedLocale comma(QfTest::kCommaLocale);
+    if (!comma.active()) GTEST_SKIP() << QfTest::kCommaLocale << " is not installed";
+    char probe[16];
+    std::snprintf(probe, sizeof probe, "%.1f", 0.5);
+    ASSERT_STREQ(probe, "0,5"); // the locale really is in force
+    EXPECT_EQ(doubleFromString("0.5"), 0.5);
+    EXPECT_EQ(doubleFromString("1,5"), 1);
+    EXPECT_EQ(Qf::WStringFromFloat(0.5, 5, true), L"0.5");
+    EXPECT_EQ(Qf::WStringFromFloat(-1234.56789, 5, false), L"-1234.56789");
+    EXPECT_EQ(StringFromFloat(0.25), "0.25");
 }

@@ -1,6 +1,7 @@
 // qffx: the command-line tool over the effects library.
 #include "Commands.h"
 
+#include <clocale>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -38,6 +39,10 @@ constexpr Command kCommands[] = {
 } // namespace
 
 int main(int argc, char** argv) {
+    // Take the user's locale as command-line tools do (messages, character
+    // classes); the library reads and writes numbers without it, so the
+    // output is the same in every locale.
+    std::setlocale(LC_ALL, "");
     if (argc < 2) {
         std::fputs(kUsage, stderr);
         return 2;

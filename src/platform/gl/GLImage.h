@@ -11,6 +11,8 @@
 // code under that lock only.
 #pragma once
 
+#include "host/ImageLimits.h"
+
 #include "host/GPUImage.h"
 #include "platform/gl/GLDevice.h"
 
@@ -22,7 +24,7 @@ public:
     ~GLImage() override;
 
     // 2 GiB: four times an 8K RGBA32F frame, the largest image the editor makes.
-    static constexpr size_t kMaxBytes = size_t(2) << 30;
+    static constexpr size_t kMaxBytes = ImageLimits::kMaxBytes;
 
     XY<int> getSize() const override { return {m_width, m_height}; }
     int getDepth() const override { return m_depth; }
