@@ -60,13 +60,12 @@ bool bareContext() {
 size_t frameBytes(iGPUImage::eFormat format) { return size_t(kWidth) * kHeight * bitsPerTexel(format) / 8; }
 
 // A copy of the input, the cheapest full-target pass.
-const char* const kCopyEffect =
-    "DeclareQuillframeEffect( \"Copy\", \"Bench\", \"Bench\", kNoNotes, kNoFlags )\n"
-    "DeclareInput( Input )\n"
-    "DeclareEntryPoint( Copy )\n"
-    "{\n"
-    "   return tex2D( Input, uv1 );\n"
-    "}\n";
+const char* const kCopyEffect = "DeclareQuillframeEffect( \"Copy\", \"Bench\", \"Bench\", kNoNotes, kNoFlags )\n"
+                                "DeclareInput( Input )\n"
+                                "DeclareEntryPoint( Copy )\n"
+                                "{\n"
+                                "   return tex2D( Input, uv1 );\n"
+                                "}\n";
 
 Ptr<iShaderEffect> compileOurs(const std::string& text) {
     return makePtr<ShaderEffectInfo>(TextFile::fromText(text))->compile().shader;
@@ -85,7 +84,8 @@ void main()
 )";
 
 std::string bareFragment(const std::string& body) {
-    return "#version 450 core\nin vec2 uv;\nuniform sampler2D Input;\nout vec4 FragColor;\nvoid main()\n{\n   FragColor = " + body + ";\n}\n";
+    return "#version 450 core\nin vec2 uv;\nuniform sampler2D Input;\nout vec4 FragColor;\nvoid main()\n{\n   FragColor = " +
+           body + ";\n}\n";
 }
 
 GLuint bareProgram(const std::string& fragment) {
@@ -210,8 +210,7 @@ void BM_ReadBack_Bare(benchmark::State& state) {
     std::vector<uint8_t> host(frameBytes(iGPUImage::eFormat(format)), 0x55);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
     glTextureSubImage2D(image.texture, 0, 0, 0, kWidth, kHeight, GL_RGBA, kType[format], host.data());
-    for (auto _ : state)
-        glGetTextureImage(image.texture, 0, GL_RGBA, kType[format], GLsizei(host.size()), host.data());
+    for (auto _ : state) glGetTextureImage(image.texture, 0, GL_RGBA, kType[format], GLsizei(host.size()), host.data());
     state.SetItemsProcessed(state.iterations());
     state.SetBytesProcessed(int64_t(state.iterations() * host.size()));
 }
@@ -231,7 +230,8 @@ void BM_CompileToFirstDraw_Service(benchmark::State& state) {
                                  "DeclareInput( Input )\nDeclareEntryPoint( Scale )\n{\n   return tex2D( Input, uv1 ) * " +
                                  std::to_string(sameText ? 1 : ++g_unique) + ".0;\n}\n";
         const Ptr<iShaderEffect> effect = compileOurs(text);
-        if (!effect || !effect->draw(target, {ShaderInputBinding::whole("Input", input)})) return state.SkipWithError("compile failed");
+        if (!effect || !effect->draw(target, {ShaderInputBinding::whole("Input", input)}))
+            return state.SkipWithError("compile failed");
         gpu->finish();
     }
     state.SetItemsProcessed(state.iterations());
@@ -242,7 +242,8 @@ void BM_CompileToFirstDraw_Bare(benchmark::State& state) {
     const BareTarget input(64, 64, 0), target(64, 64, 0);
     const bool sameText = state.range(0) != 0;
     for (auto _ : state) {
-        const GLuint program = bareProgram(bareFragment("texture(Input, uv) * " + std::to_string(sameText ? 1 : ++g_unique) + ".0"));
+        const GLuint program =
+            bareProgram(bareFragment("texture(Input, uv) * " + std::to_string(sameText ? 1 : ++g_unique) + ".0"));
         if (!program) return state.SkipWithError("compile failed");
         bareDraw(program, input, target, 64, 64);
         glFinish();

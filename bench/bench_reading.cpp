@@ -34,8 +34,10 @@ std::string makeCorpus(size_t targetBytes) {
     size_t line = 0;
     while (text.size() < targetBytes) {
         // One line in five is a declaration, which is about a fifth of the bytes.
-        if (line % 5 == 0) text += kDeclarations[(line / 5) % std::size(kDeclarations)];
-        else text += kCode[line % std::size(kCode)];
+        if (line % 5 == 0)
+            text += kDeclarations[(line / 5) % std::size(kDeclarations)];
+        else
+            text += kCode[line % std::size(kCode)];
         text += '\n';
         ++line;
     }

@@ -14,41 +14,35 @@ CgCodeGenerator::CgCodeGenerator(eTarget target, const LightweightString<wchar_t
 
 // --- text builders ---
 
-Text CgCodeGenerator::asString(double value) {
-    return toUTF8(Qf::WStringFromFloat(value, 5, true));
-}
+Text CgCodeGenerator::asString(double value) { return toUTF8(Qf::WStringFromFloat(value, 5, true)); }
 
 Text CgCodeGenerator::asString(iShaderEffectBase::eEdgeReadMode mode) {
     switch (mode) {
-        case iShaderEffectBase::Border: return "Border";
-        case iShaderEffectBase::ClampToEdge: return "ClampToEdge";
-        case iShaderEffectBase::Mirror: return "Mirror";
-        case iShaderEffectBase::Wrap: return "Wrap";
+    case iShaderEffectBase::Border: return "Border";
+    case iShaderEffectBase::ClampToEdge: return "ClampToEdge";
+    case iShaderEffectBase::Mirror: return "Mirror";
+    case iShaderEffectBase::Wrap: return "Wrap";
     }
     return {};
 }
 
 Text CgCodeGenerator::asString(iShaderEffectBase::eScalingMethod method) {
     switch (method) {
-        case iShaderEffectBase::Linear: return "Linear";
-        case iShaderEffectBase::Point: return "Point";
+    case iShaderEffectBase::Linear: return "Linear";
+    case iShaderEffectBase::Point: return "Point";
     }
     return {};
 }
 
 Text CgCodeGenerator::asString(iShaderParam::eType type) { return Shader::typeName(type); }
 
-Text CgCodeGenerator::enclose(const Text& s, char open, char close) {
-    return open + s + close;
-}
+Text CgCodeGenerator::enclose(const Text& s, char open, char close) { return open + s + close; }
 
-Text CgCodeGenerator::makeSamplerStateValue(const Text& key, const Text& value) {
-    return key + " = " + value + ";";
-}
+Text CgCodeGenerator::makeSamplerStateValue(const Text& key, const Text& value) { return key + " = " + value + ";"; }
 
 Text CgCodeGenerator::generateInput(const Text& textureName, const Text& semantic, const Text& samplerName,
-                                   iShaderEffectBase::eScalingMethod scaling, iShaderEffectBase::eEdgeReadMode edge,
-                                   Shader::Input::eDimension dimension) {
+                                    iShaderEffectBase::eScalingMethod scaling, iShaderEffectBase::eEdgeReadMode edge,
+                                    Shader::Input::eDimension dimension) {
     const Text edgeText = asString(edge);
     const Text scalingText = asString(scaling);
     Text line = "texture " + textureName;
@@ -64,9 +58,7 @@ Text CgCodeGenerator::makeAnnotation(const Text& name, const Text& value, char o
     return "   string " + name + " = " + enclose(value, open, close) + "; ";
 }
 
-Text CgCodeGenerator::makeAnnotation(const Text& name, const Text& value) {
-    return makeAnnotation(name, value, '"', '"');
-}
+Text CgCodeGenerator::makeAnnotation(const Text& name, const Text& value) { return makeAnnotation(name, value, '"', '"'); }
 
 Text CgCodeGenerator::makeAnnotation(const Text& name, const LightweightString<wchar_t>& value) {
     return makeAnnotation(name, toUTF8(value));
@@ -140,33 +132,33 @@ Shader::Lines CgCodeGenerator::makeAnnotations(const Shader::Parameter& p) const
     if (!p.group.empty()) lines.push_back(makeAnnotation("Group", p.group));
     if (!flags.empty()) lines.push_back(makeAnnotation("Flags", flags));
     switch (p.type) {
-        case iShaderParam::eFloat: {
-            double minVal = 0, maxVal = 1;
-            int animated = 0;
-            props.in(Key::kMin, minVal);
-            props.in(Key::kMax, maxVal);
-            props.in(Key::kAnimated, animated);
-            lines.push_back(makeAnnotation("MinVal", minVal));
-            lines.push_back(makeAnnotation("MaxVal", maxVal));
-            if (animated != 0) {
-                lines.push_back(makeAnnotation("KF0", 0.0));
-                lines.push_back(makeAnnotation("KF1", 1.0));
-            }
-            break;
+    case iShaderParam::eFloat: {
+        double minVal = 0, maxVal = 1;
+        int animated = 0;
+        props.in(Key::kMin, minVal);
+        props.in(Key::kMax, maxVal);
+        props.in(Key::kAnimated, animated);
+        lines.push_back(makeAnnotation("MinVal", minVal));
+        lines.push_back(makeAnnotation("MaxVal", maxVal));
+        if (animated != 0) {
+            lines.push_back(makeAnnotation("KF0", 0.0));
+            lines.push_back(makeAnnotation("KF1", 1.0));
         }
-        case iShaderParam::eInt: {
-            Text choices;
-            props.in(Key::kChoices, choices);
-            lines.push_back(makeAnnotation("Enum", choices));
-            break;
-        }
-        case iShaderParam::eFloat4: {
-            double alpha = -1;
-            props.in(Key::kAlpha, alpha);
-            lines.push_back(makeAnnotation("SupportsAlpha", alpha != -1));
-            break;
-        }
-        default: break;
+        break;
+    }
+    case iShaderParam::eInt: {
+        Text choices;
+        props.in(Key::kChoices, choices);
+        lines.push_back(makeAnnotation("Enum", choices));
+        break;
+    }
+    case iShaderParam::eFloat4: {
+        double alpha = -1;
+        props.in(Key::kAlpha, alpha);
+        lines.push_back(makeAnnotation("SupportsAlpha", alpha != -1));
+        break;
+    }
+    default: break;
     }
     lines.emplace_back(">");
     return lines;
@@ -180,34 +172,34 @@ Shader::Lines CgCodeGenerator::generate(const Shader::Parameter& p) const {
     Text& last = lines.back();
     const configb& props = p.properties;
     switch (p.type) {
-        case iShaderParam::eFloat: {
-            double value = 0;
-            props.in(Key::kDefault, value);
-            last += " = " + asString(value);
-            break;
-        }
-        case iShaderParam::eInt: {
-            int value = 0;
-            props.in(Key::kDefault, value);
-            last += " = " + StringFromInteger(value);
-            break;
-        }
-        case iShaderParam::eBool: {
-            bool value = false;
-            props.in(Key::kDefault, value);
-            last += value ? " = true" : " = false";
-            break;
-        }
-        case iShaderParam::eFloat4: {
-            double c1 = 0, c2 = 0, c3 = 0, alpha = 1;
-            props.in(Key::kColour1, c1);
-            props.in(Key::kColour2, c2);
-            props.in(Key::kColour3, c3);
-            props.in(Key::kAlpha, alpha);
-            last += " = { " + asString(c1) + "," + asString(c2) + "," + asString(c3) + "," + asString(alpha) + " }";
-            break;
-        }
-        default: break;
+    case iShaderParam::eFloat: {
+        double value = 0;
+        props.in(Key::kDefault, value);
+        last += " = " + asString(value);
+        break;
+    }
+    case iShaderParam::eInt: {
+        int value = 0;
+        props.in(Key::kDefault, value);
+        last += " = " + StringFromInteger(value);
+        break;
+    }
+    case iShaderParam::eBool: {
+        bool value = false;
+        props.in(Key::kDefault, value);
+        last += value ? " = true" : " = false";
+        break;
+    }
+    case iShaderParam::eFloat4: {
+        double c1 = 0, c2 = 0, c3 = 0, alpha = 1;
+        props.in(Key::kColour1, c1);
+        props.in(Key::kColour2, c2);
+        props.in(Key::kColour3, c3);
+        props.in(Key::kAlpha, alpha);
+        last += " = { " + asString(c1) + "," + asString(c2) + "," + asString(c3) + "," + asString(alpha) + " }";
+        break;
+    }
+    default: break;
     }
     last += ";";
     if (m_target == eTargetAnnotated) lines.emplace_back();
@@ -243,8 +235,7 @@ Shader::Lines CgCodeGenerator::generate(const std::vector<Shader::Technique>& te
         text += "technique " + ShaderContract::techniqueName(uint16_t(t)) + "{";
         for (size_t p = 0; p < passes.size(); ++p) {
             text += "pass P" + StringFromInteger(int64_t(p) + 1);
-            if (p != passes.size() - 1)
-                text += " < string Script = \"RenderColorTarget0 = " + passes[p].renderTarget + ";\"; > ";
+            if (p != passes.size() - 1) text += " < string Script = \"RenderColorTarget0 = " + passes[p].renderTarget + ";\"; > ";
             text += "{ PixelShader = compile PROFILE " + passes[p].functionName + "(); } ";
         }
         text += "}";

@@ -18,7 +18,8 @@ public:
     CgCodeGenerator();
     CgCodeGenerator(eTarget target, const LightweightString<wchar_t>& includeDirectory);
     CgCodeGenerator(const CgCodeGenerator& other)
-        : Qf::InternalRefCount(), iVirtual(), iShaderCodeGenerator(), m_target(other.m_target), m_includeDirectory(other.m_includeDirectory) {}
+        : Qf::InternalRefCount(), iVirtual(), iShaderCodeGenerator(), m_target(other.m_target),
+          m_includeDirectory(other.m_includeDirectory) {}
     CgCodeGenerator& operator=(const CgCodeGenerator& other) {
         m_target = other.m_target;
         m_includeDirectory = other.m_includeDirectory;
@@ -48,12 +49,16 @@ public:
     static LightweightString<char> asString(iShaderEffectBase::eScalingMethod method);
     static LightweightString<char> asString(iShaderParam::eType type);
     static LightweightString<char> enclose(const LightweightString<char>& s, char open, char close);
-    static LightweightString<char> makeSamplerStateValue(const LightweightString<char>& key, const LightweightString<char>& value);
-    static LightweightString<char> generateInput(const LightweightString<char>& textureName, const LightweightString<char>& semantic,
-                                                 const LightweightString<char>& samplerName, iShaderEffectBase::eScalingMethod scaling,
-                                                 iShaderEffectBase::eEdgeReadMode edge, Shader::Input::eDimension dimension);
+    static LightweightString<char> makeSamplerStateValue(const LightweightString<char>& key,
+                                                         const LightweightString<char>& value);
+    static LightweightString<char> generateInput(const LightweightString<char>& textureName,
+                                                 const LightweightString<char>& semantic,
+                                                 const LightweightString<char>& samplerName,
+                                                 iShaderEffectBase::eScalingMethod scaling, iShaderEffectBase::eEdgeReadMode edge,
+                                                 Shader::Input::eDimension dimension);
 
-    static LightweightString<char> makeAnnotation(const LightweightString<char>& name, const LightweightString<char>& value, char open, char close);
+    static LightweightString<char> makeAnnotation(const LightweightString<char>& name, const LightweightString<char>& value,
+                                                  char open, char close);
     static LightweightString<char> makeAnnotation(const LightweightString<char>& name, const LightweightString<char>& value);
     static LightweightString<char> makeAnnotation(const LightweightString<char>& name, const LightweightString<wchar_t>& value);
     static LightweightString<char> makeAnnotation(const LightweightString<char>& name, double value);

@@ -50,25 +50,25 @@ Shader::Lines GLSLCodeGenerator::generate(const Shader::Input& input) const {
 Shader::Lines GLSLCodeGenerator::generate(const Shader::Parameter& p) const {
     const configb& props = p.properties;
     switch (p.type) {
-        case iShaderParam::eFloat: {
-            double value = 0;
-            props.in(Shader::PropertyKey::kDefault, value);
-            return {"uniform float " + p.id + "=" + floatLiteral(value) + ";"};
-        }
-        case iShaderParam::eInt: {
-            int value = 0;
-            props.in(Shader::PropertyKey::kDefault, value);
-            return {"uniform int " + p.id + "=" + StringFromInteger(value) + ";"};
-        }
-        case iShaderParam::eBool: {
-            bool value = false;
-            props.in(Shader::PropertyKey::kDefault, value);
-            return {"uniform bool " + p.id + "=" + (value ? "true" : "false") + ";"};
-        }
-        case iShaderParam::eFloat4: return {"uniform vec4 " + p.id + ";"};
-        case iShaderParam::eFloat3x3: return {"uniform mat3 " + p.id + ";"};
-        case iShaderParam::eFloat3: return {"uniform vec3 " + p.id + ";"};
-        case iShaderParam::eUnused: break;
+    case iShaderParam::eFloat: {
+        double value = 0;
+        props.in(Shader::PropertyKey::kDefault, value);
+        return {"uniform float " + p.id + "=" + floatLiteral(value) + ";"};
+    }
+    case iShaderParam::eInt: {
+        int value = 0;
+        props.in(Shader::PropertyKey::kDefault, value);
+        return {"uniform int " + p.id + "=" + StringFromInteger(value) + ";"};
+    }
+    case iShaderParam::eBool: {
+        bool value = false;
+        props.in(Shader::PropertyKey::kDefault, value);
+        return {"uniform bool " + p.id + "=" + (value ? "true" : "false") + ";"};
+    }
+    case iShaderParam::eFloat4: return {"uniform vec4 " + p.id + ";"};
+    case iShaderParam::eFloat3x3: return {"uniform mat3 " + p.id + ";"};
+    case iShaderParam::eFloat3: return {"uniform vec3 " + p.id + ";"};
+    case iShaderParam::eUnused: break;
     }
     // Nothing declares other types; a comment keeps the line count.
     return {"// " + p.id};
@@ -88,12 +88,12 @@ Shader::Lines GLSLCodeGenerator::generate(const Shader::Function& f, bool isRend
 
 Shader::Lines GLSLCodeGenerator::generate(const std::vector<Shader::Technique>& techniques) const {
     if (techniques.empty()) return {Text()};
-    if (isSinglePass(techniques))
-        return {"void main()\n{\n   FragColor = " + techniques[0].passes[0].functionName + "();}"};
+    if (isSinglePass(techniques)) return {"void main()\n{\n   FragColor = " + techniques[0].passes[0].functionName + "();}"};
 
     Text text;
     for (size_t t = 0; t < techniques.size(); ++t)
-        text += "uniform int " + ShaderContract::passCountUniform(uint16_t(t)) + "=" + StringFromInteger(int64_t(techniques[t].passes.size())) + ";";
+        text += "uniform int " + ShaderContract::passCountUniform(uint16_t(t)) + "=" +
+                StringFromInteger(int64_t(techniques[t].passes.size())) + ";";
     text += "uniform int " + Text(ShaderContract::kEntryPointUniform) + "=0;\nvoid main()\n{\n   switch ( " +
             ShaderContract::kEntryPointUniform + " )\n   {\n";
     int64_t caseNumber = 0;

@@ -34,8 +34,7 @@ ShaderEffectInfo::ShaderEffectInfo() = default;
 ShaderEffectInfo::ShaderEffectInfo(const LightweightString<wchar_t>& fileName, uint64_t time)
     : m_fullPath(fileName), m_fileTime(time), m_source(fileName) {}
 
-ShaderEffectInfo::ShaderEffectInfo(const Ptr<iShaderEffect>& compiled, const LightweightString<wchar_t>& key)
-    : m_fullPath(key) {
+ShaderEffectInfo::ShaderEffectInfo(const Ptr<iShaderEffect>& compiled, const LightweightString<wchar_t>& key) : m_fullPath(key) {
     setShader(compiled);
 }
 
@@ -136,8 +135,8 @@ ShaderCompilationOutput ShaderEffectInfo::compile(Ptr<iShaderCodeGenerator> gene
     if (m_shader) return {m_shader, {}};
 
     iGPUService* gpu = OS()->gpu();
-    m_generator = generator ? generator
-                            : makeCodeGenerator(gpu ? gpu->getShadingLanguage() : eShadingLanguageCg, getShadersDir());
+    m_generator =
+        generator ? generator : makeCodeGenerator(gpu ? gpu->getShadingLanguage() : eShadingLanguageCg, getShadersDir());
     if (!m_read) preProcess();
 
     ShaderCompilationOutput out;

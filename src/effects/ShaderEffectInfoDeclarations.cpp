@@ -21,14 +21,29 @@ namespace Key = Shader::PropertyKey;
 namespace {
 
 const char* kDoubleParameterFlags[] = {
-    "SpecifiesPointX", "SpecifiesPointY", "SpecifiesPointZ", "SpecifiesAngle", "SpecifiesBoxL", "SpecifiesBoxB",
-    "SpecifiesBoxR", "SpecifiesBoxT", "SpecifiesNonKeyframableValue", "DisplayAsPercentage", "DisplayAsLiteral",
-    "Hidden", nullptr,
+    "SpecifiesPointX",
+    "SpecifiesPointY",
+    "SpecifiesPointZ",
+    "SpecifiesAngle",
+    "SpecifiesBoxL",
+    "SpecifiesBoxB",
+    "SpecifiesBoxR",
+    "SpecifiesBoxT",
+    "SpecifiesNonKeyframableValue",
+    "DisplayAsPercentage",
+    "DisplayAsLiteral",
+    "Hidden",
+    nullptr,
 };
 
 const char* kColourParameterFlags[] = {
-    "SpecifiesColourRange", "SpecifiesColourOffset", "SpecifiesTonalRanges", "SpecifiesColourOnly", "SupportsAlpha",
-    "Hidden", nullptr,
+    "SpecifiesColourRange",
+    "SpecifiesColourOffset",
+    "SpecifiesTonalRanges",
+    "SpecifiesColourOnly",
+    "SupportsAlpha",
+    "Hidden",
+    nullptr,
 };
 
 const char* const kFloatSignature = "DeclareFloatParam( ID, Name, Group, Flags, Default, Min, Max )";
@@ -79,11 +94,11 @@ Text ShaderEffectInfo::makeTextureName(const Text& name) { return Shader::textur
 
 const char* ShaderEffectInfo::errorPrefix(eErrorType kind) {
     switch (kind) {
-        case eTooManyArguments: return "Too many arguments for ";
-        case eTooFewArguments: return "Too few arguments for ";
-        case eInvalidParameterFlag: return "Invalid parameter flag : ";
-        case eNumberOutOfRange: return "Number out of range : ";
-        case eTooManyLines: return "Too many lines : ";
+    case eTooManyArguments: return "Too many arguments for ";
+    case eTooFewArguments: return "Too few arguments for ";
+    case eInvalidParameterFlag: return "Invalid parameter flag : ";
+    case eNumberOutOfRange: return "Number out of range : ";
+    case eTooManyLines: return "Too many lines : ";
     }
     return nullptr;
 }
@@ -125,10 +140,14 @@ void ShaderEffectInfo::preProcess() {
             m_processedSource.clear();
             break;
         }
-        if (t.starts_with("#include")) append(handleIncludeDirective(Text(t)));
-        else if (t.starts_with("//")) append(m_generator->generate(Shader::Comment{Text(t)}));
-        else if (!t.starts_with("Declare")) append(m_generator->generate(line));
-        else append(dispatchDeclaration(Text(t)));
+        if (t.starts_with("#include"))
+            append(handleIncludeDirective(Text(t)));
+        else if (t.starts_with("//"))
+            append(m_generator->generate(Shader::Comment{Text(t)}));
+        else if (!t.starts_with("Declare"))
+            append(m_generator->generate(line));
+        else
+            append(dispatchDeclaration(Text(t)));
     }
     if (!m_techniques.empty()) append(m_generator->generate(m_techniques));
 
@@ -295,11 +314,8 @@ Shader::Lines ShaderEffectInfo::handleEffectDeclaration(const Args& args) {
     m_subcategory = args[2];
     m_notes = args[3];
     static constexpr std::pair<std::string_view, uint32_t> kCapWords[] = {
-        {"CanSize", ScaleAware | RotationAware},
-        {"RotationAware", RotationAware},
-        {"ScaleAware", ScaleAware},
-        {"HasMinOutputSize", HasMinOutputSize},
-        {"HasMaxOutputSize", HasMaxOutputSize},
+        {"CanSize", ScaleAware | RotationAware}, {"RotationAware", RotationAware},       {"ScaleAware", ScaleAware},
+        {"HasMinOutputSize", HasMinOutputSize},  {"HasMaxOutputSize", HasMaxOutputSize},
     };
     for (std::string_view word : splitAtBars(args[4].view())) {
         for (const auto& [capWord, bits] : kCapWords) {
@@ -321,9 +337,12 @@ Shader::Lines ShaderEffectInfo::handleInput(const Args& args, Shader::Input::eDi
     if (args.size() >= 2 && equalsIgnoreCase(args[1], "point")) input.scaling = iShaderEffectBase::Point;
     if (args.size() == 3) {
         const std::string_view edge = args[2];
-        if (equalsIgnoreCase(edge, "wrap")) input.edgeMode = iShaderEffectBase::Wrap;
-        else if (equalsIgnoreCase(edge, "border")) input.edgeMode = iShaderEffectBase::Border;
-        else if (equalsIgnoreCase(edge, "mirror")) input.edgeMode = iShaderEffectBase::Mirror;
+        if (equalsIgnoreCase(edge, "wrap"))
+            input.edgeMode = iShaderEffectBase::Wrap;
+        else if (equalsIgnoreCase(edge, "border"))
+            input.edgeMode = iShaderEffectBase::Border;
+        else if (equalsIgnoreCase(edge, "mirror"))
+            input.edgeMode = iShaderEffectBase::Mirror;
     }
     m_inputs.push_back(input);
     return m_generator->generate(m_inputs.back());

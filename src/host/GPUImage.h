@@ -30,10 +30,10 @@ public:
 
 constexpr unsigned bitsPerTexel(iGPUImage::eFormat f) {
     switch (f) {
-        case iGPUImage::eRGBA8: return 32;
-        case iGPUImage::eRGBA16: return 64;
-        case iGPUImage::eRGBA16F: return 64;
-        case iGPUImage::eRGBA32F: return 128;
+    case iGPUImage::eRGBA8: return 32;
+    case iGPUImage::eRGBA16: return 64;
+    case iGPUImage::eRGBA16F: return 64;
+    case iGPUImage::eRGBA32F: return 128;
     }
     return 0;
 }

@@ -42,8 +42,8 @@ float floatFromHalf(uint16_t half) {
         const float v = std::ldexp(float(mantissa), -24);
         return sign ? -v : v;
     }
-    const uint32_t bits = exponent == 31 ? (sign | 0x7f800000u | (mantissa << 13))
-                                         : (sign | ((exponent + 112u) << 23) | (mantissa << 13));
+    const uint32_t bits =
+        exponent == 31 ? (sign | 0x7f800000u | (mantissa << 13)) : (sign | ((exponent + 112u) << 23) | (mantissa << 13));
     float v;
     std::memcpy(&v, &bits, sizeof v);
     return v;
@@ -58,52 +58,48 @@ float unitClamp(float v) { return std::isnan(v) ? 0.0f : std::clamp(v, 0.0f, 1.0
 RGBAf readTexel(iGPUImage::eFormat format, const void* texel) {
     RGBAf out{};
     switch (format) {
-        case iGPUImage::eRGBA8: {
-            const auto* p = static_cast<const uint8_t*>(texel);
-            for (int i = 0; i < 4; ++i) out[size_t(i)] = float(p[i]) / 255.0f;
-            break;
-        }
-        case iGPUImage::eRGBA16: {
-            uint16_t c[4];
-            std::memcpy(c, texel, sizeof c);
-            for (int i = 0; i < 4; ++i) out[size_t(i)] = float(c[i]) / 65535.0f;
-            break;
-        }
-        case iGPUImage::eRGBA16F: {
-            uint16_t c[4];
-            std::memcpy(c, texel, sizeof c);
-            for (int i = 0; i < 4; ++i) out[size_t(i)] = floatFromHalf(c[i]);
-            break;
-        }
-        case iGPUImage::eRGBA32F:
-            std::memcpy(out.data(), texel, sizeof(float) * 4);
-            break;
+    case iGPUImage::eRGBA8: {
+        const auto* p = static_cast<const uint8_t*>(texel);
+        for (int i = 0; i < 4; ++i) out[size_t(i)] = float(p[i]) / 255.0f;
+        break;
+    }
+    case iGPUImage::eRGBA16: {
+        uint16_t c[4];
+        std::memcpy(c, texel, sizeof c);
+        for (int i = 0; i < 4; ++i) out[size_t(i)] = float(c[i]) / 65535.0f;
+        break;
+    }
+    case iGPUImage::eRGBA16F: {
+        uint16_t c[4];
+        std::memcpy(c, texel, sizeof c);
+        for (int i = 0; i < 4; ++i) out[size_t(i)] = floatFromHalf(c[i]);
+        break;
+    }
+    case iGPUImage::eRGBA32F: std::memcpy(out.data(), texel, sizeof(float) * 4); break;
     }
     return out;
 }
 
 void writeTexel(iGPUImage::eFormat format, const RGBAf& value, void* texel) {
     switch (format) {
-        case iGPUImage::eRGBA8: {
-            auto* p = static_cast<uint8_t*>(texel);
-            for (int i = 0; i < 4; ++i) p[i] = uint8_t(std::lround(unitClamp(value[size_t(i)]) * 255.0f));
-            break;
-        }
-        case iGPUImage::eRGBA16: {
-            uint16_t c[4];
-            for (int i = 0; i < 4; ++i) c[i] = uint16_t(std::lround(unitClamp(value[size_t(i)]) * 65535.0f));
-            std::memcpy(texel, c, sizeof c);
-            break;
-        }
-        case iGPUImage::eRGBA16F: {
-            uint16_t c[4];
-            for (int i = 0; i < 4; ++i) c[i] = halfFromFloat(value[size_t(i)]);
-            std::memcpy(texel, c, sizeof c);
-            break;
-        }
-        case iGPUImage::eRGBA32F:
-            std::memcpy(texel, value.data(), sizeof(float) * 4);
-            break;
+    case iGPUImage::eRGBA8: {
+        auto* p = static_cast<uint8_t*>(texel);
+        for (int i = 0; i < 4; ++i) p[i] = uint8_t(std::lround(unitClamp(value[size_t(i)]) * 255.0f));
+        break;
+    }
+    case iGPUImage::eRGBA16: {
+        uint16_t c[4];
+        for (int i = 0; i < 4; ++i) c[i] = uint16_t(std::lround(unitClamp(value[size_t(i)]) * 65535.0f));
+        std::memcpy(texel, c, sizeof c);
+        break;
+    }
+    case iGPUImage::eRGBA16F: {
+        uint16_t c[4];
+        for (int i = 0; i < 4; ++i) c[i] = halfFromFloat(value[size_t(i)]);
+        std::memcpy(texel, c, sizeof c);
+        break;
+    }
+    case iGPUImage::eRGBA32F: std::memcpy(texel, value.data(), sizeof(float) * 4); break;
     }
 }
 
@@ -146,13 +142,9 @@ bool HostImage::matches(const iGPUImage& image) const {
     return !image.is3D() && image.getSize() == m_size && image.getFormat() == m_format;
 }
 
-bool HostImage::uploadTo(iGPUImage& image) const {
-    return matches(image) && image.upload(data(), getStride());
-}
+bool HostImage::uploadTo(iGPUImage& image) const { return matches(image) && image.upload(data(), getStride()); }
 
-bool HostImage::readBackFrom(const iGPUImage& image) {
-    return matches(image) && image.readBack(data(), getStride());
-}
+bool HostImage::readBackFrom(const iGPUImage& image) { return matches(image) && image.readBack(data(), getStride()); }
 
 Ptr<iGPUImage> HostImage::createGPUImage(iGPUService& gpu) const {
     Ptr<iGPUImage> image = gpu.createImage(m_size, m_format);

@@ -28,22 +28,36 @@ public:
     static constexpr size_t npos = std_type::npos;
 
     LightweightString() = default;
-    LightweightString(const CharT* s) { if (s) assign(view_type(s)); }
+    LightweightString(const CharT* s) {
+        if (s) assign(view_type(s));
+    }
     LightweightString(const CharT* s, size_t n) { assign(view_type(s, n)); }
     LightweightString(view_type s) { assign(s); }
     LightweightString(const std_type& s) { assign(view_type(s)); }
     LightweightString(size_t count, CharT c) {
-        if (count) { m_rep = Rep::make(count, count); std::fill_n(m_rep->chars(), count, c); }
+        if (count) {
+            m_rep = Rep::make(count, count);
+            std::fill_n(m_rep->chars(), count, c);
+        }
     }
 
     LightweightString(const LightweightString& o) noexcept : m_rep(o.m_rep) { retain(); }
     LightweightString(LightweightString&& o) noexcept : m_rep(o.m_rep) { o.m_rep = nullptr; }
     LightweightString& operator=(const LightweightString& o) noexcept {
-        if (m_rep != o.m_rep) { Rep* old = m_rep; m_rep = o.m_rep; retain(); release(old); }
+        if (m_rep != o.m_rep) {
+            Rep* old = m_rep;
+            m_rep = o.m_rep;
+            retain();
+            release(old);
+        }
         return *this;
     }
     LightweightString& operator=(LightweightString&& o) noexcept {
-        if (this != &o) { release(m_rep); m_rep = o.m_rep; o.m_rep = nullptr; }
+        if (this != &o) {
+            release(m_rep);
+            m_rep = o.m_rep;
+            o.m_rep = nullptr;
+        }
         return *this;
     }
     ~LightweightString() { release(m_rep); }
@@ -103,8 +117,13 @@ public:
     LightweightString& operator+=(const CharT* s) { return *this += view_type(s); }
     LightweightString& operator+=(const LightweightString& s) { return *this += s.view(); }
     LightweightString& operator+=(CharT c) { return *this += view_type(&c, 1); }
-    void reserve(size_t n) { if (n > size()) makeUnique(n); }
-    void clear() { release(m_rep); m_rep = nullptr; }
+    void reserve(size_t n) {
+        if (n > size()) makeUnique(n);
+    }
+    void clear() {
+        release(m_rep);
+        m_rep = nullptr;
+    }
 
     friend LightweightString operator+(const LightweightString& a, view_type b) {
         LightweightString r;
@@ -117,13 +136,25 @@ public:
     friend LightweightString operator+(const LightweightString& a, const LightweightString& b) { return a + b.view(); }
     friend LightweightString operator+(const LightweightString& a, const CharT* b) { return a + view_type(b); }
     friend LightweightString operator+(const CharT* a, const LightweightString& b) { return LightweightString(a) + b.view(); }
-    friend LightweightString operator+(const LightweightString& a, CharT c) { LightweightString r(a); r += c; return r; }
-    friend LightweightString operator+(CharT c, const LightweightString& b) { LightweightString r(1, c); r += b; return r; }
+    friend LightweightString operator+(const LightweightString& a, CharT c) {
+        LightweightString r(a);
+        r += c;
+        return r;
+    }
+    friend LightweightString operator+(CharT c, const LightweightString& b) {
+        LightweightString r(1, c);
+        r += b;
+        return r;
+    }
 
     // --- comparing (null == empty) ---
     friend bool operator==(const LightweightString& a, const LightweightString& b) noexcept { return a.view() == b.view(); }
-    friend bool operator==(const LightweightString& a, const CharT* b) noexcept { return a.view() == view_type(b ? b : emptyText()); }
-    friend std::strong_ordering operator<=>(const LightweightString& a, const LightweightString& b) noexcept { return a.view() <=> b.view(); }
+    friend bool operator==(const LightweightString& a, const CharT* b) noexcept {
+        return a.view() == view_type(b ? b : emptyText());
+    }
+    friend std::strong_ordering operator<=>(const LightweightString& a, const LightweightString& b) noexcept {
+        return a.view() <=> b.view();
+    }
 
 private:
     // One allocation per string: this header, then capacity + 1 characters
@@ -147,7 +178,10 @@ private:
             ::operator delete(static_cast<void*>(r));
         }
     };
-    static const CharT* emptyText() noexcept { static const CharT e[1] = {CharT(0)}; return e; }
+    static const CharT* emptyText() noexcept {
+        static const CharT e[1] = {CharT(0)};
+        return e;
+    }
     void assign(view_type s) {
         if (s.empty()) return;
         m_rep = Rep::make(s.size(), s.size());
@@ -163,11 +197,16 @@ private:
         return to + n;
     }
 #pragma GCC diagnostic pop
-    void retain() noexcept { if (m_rep) m_rep->refs.fetch_add(1, std::memory_order_relaxed); }
+    void retain() noexcept {
+        if (m_rep) m_rep->refs.fetch_add(1, std::memory_order_relaxed);
+    }
     static void release(Rep* r) noexcept {
         if (r && r->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) Rep::destroy(r);
     }
-    void setSize(size_t n) noexcept { m_rep->size = n; m_rep->chars()[n] = CharT(0); }
+    void setSize(size_t n) noexcept {
+        m_rep->size = n;
+        m_rep->chars()[n] = CharT(0);
+    }
     // Makes the buffer this object's own (copy-on-write) with room for `needed`
     // characters, growing geometrically so that appending is amortised O(1).
     void makeUnique(size_t needed) {

@@ -19,8 +19,10 @@ void write(const char* format, va_list args) {
     std::string text(size_t(n), '\0');
     std::vsnprintf(text.data(), size_t(n) + 1, format, args);
     std::lock_guard<std::mutex> lock(g_logMutex);
-    if (g_sink) g_sink(text);
-    else std::fputs(text.c_str(), stderr);
+    if (g_sink)
+        g_sink(text);
+    else
+        std::fputs(text.c_str(), stderr);
 }
 
 } // namespace

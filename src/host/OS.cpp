@@ -19,6 +19,4 @@ iOS* OS() {
     return os ? os : &g_noServices;
 }
 
-iOS* installOS(iOS* os) {
-    return g_os.exchange(os, std::memory_order_acq_rel);
-}
+iOS* installOS(iOS* os) { return g_os.exchange(os, std::memory_order_acq_rel); }

@@ -15,9 +15,11 @@ class iGPUService : public iVirtual {
 public:
     virtual eShadingLanguage getShadingLanguage() const = 0;
     // Compiles an effect file whose text is ready for the compiler.
-    virtual ShaderCompilationOutput compileEffectFile(const LightweightString<wchar_t>& path, const ShaderDefinitions& definitions) = 0;
+    virtual ShaderCompilationOutput compileEffectFile(const LightweightString<wchar_t>& path,
+                                                      const ShaderDefinitions& definitions) = 0;
     // Compiles generated effect text.
-    virtual ShaderCompilationOutput compileEffectText(const LightweightString<char>& text, const ShaderDefinitions& definitions) = 0;
+    virtual ShaderCompilationOutput compileEffectText(const LightweightString<char>& text,
+                                                      const ShaderDefinitions& definitions) = 0;
 
     virtual Ptr<iGPUImage> createImage(XY<int> size, iGPUImage::eFormat format) = 0;
     virtual Ptr<iGPUImage> create3DImage(int width, int height, int depth, iGPUImage::eFormat format) = 0;

@@ -44,11 +44,20 @@ public:
 };
 
 struct DefaultDtorTraits {
-    template <typename T> static void destroy(T* p) noexcept { delete p; }
+    template <typename T>
+    static void destroy(T* p) noexcept {
+        delete p;
+    }
 };
 struct InternalRefCountTraits {
-    template <typename T> static void addRef(T* p) noexcept { p->addRef(); }
-    template <typename T> static int release(T* p) noexcept { return p->release(); }
+    template <typename T>
+    static void addRef(T* p) noexcept {
+        p->addRef();
+    }
+    template <typename T>
+    static int release(T* p) noexcept {
+        return p->release();
+    }
 };
 
 template <typename T, typename DtorTraits = DefaultDtorTraits, typename RefTraits = InternalRefCountTraits>
@@ -56,16 +65,31 @@ class Ptr {
 public:
     Ptr() noexcept = default;
     Ptr(std::nullptr_t) noexcept {}
-    explicit Ptr(T* p) noexcept : m_p(p) { if (m_p) RefTraits::addRef(m_p); }
-    Ptr(const Ptr& o) noexcept : m_p(o.m_p) { if (m_p) RefTraits::addRef(m_p); }
+    explicit Ptr(T* p) noexcept : m_p(p) {
+        if (m_p) RefTraits::addRef(m_p);
+    }
+    Ptr(const Ptr& o) noexcept : m_p(o.m_p) {
+        if (m_p) RefTraits::addRef(m_p);
+    }
     Ptr(Ptr&& o) noexcept : m_p(std::exchange(o.m_p, nullptr)) {}
     template <typename U>
-    Ptr(const Ptr<U, DtorTraits, RefTraits>& o) noexcept : m_p(o.get()) { if (m_p) RefTraits::addRef(m_p); }
+    Ptr(const Ptr<U, DtorTraits, RefTraits>& o) noexcept : m_p(o.get()) {
+        if (m_p) RefTraits::addRef(m_p);
+    }
     ~Ptr() { reset(); }
 
-    Ptr& operator=(const Ptr& o) noexcept { Ptr(o).swap(*this); return *this; }
-    Ptr& operator=(Ptr&& o) noexcept { Ptr(std::move(o)).swap(*this); return *this; }
-    Ptr& operator=(std::nullptr_t) noexcept { reset(); return *this; }
+    Ptr& operator=(const Ptr& o) noexcept {
+        Ptr(o).swap(*this);
+        return *this;
+    }
+    Ptr& operator=(Ptr&& o) noexcept {
+        Ptr(std::move(o)).swap(*this);
+        return *this;
+    }
+    Ptr& operator=(std::nullptr_t) noexcept {
+        reset();
+        return *this;
+    }
 
     void reset() noexcept {
         if (T* p = std::exchange(m_p, nullptr); p && RefTraits::release(p) == 0) DtorTraits::destroy(p);

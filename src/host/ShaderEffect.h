@@ -66,7 +66,9 @@ struct ShaderError {
 // the four corner coordinates of the drawn rectangle (top-left, top-right,
 // bottom-left, bottom-right). u is in texels of the bound image, v in 0..1.
 struct ShaderInputBinding {
-    struct Corner { float u = 0, v = 0; };
+    struct Corner {
+        float u = 0, v = 0;
+    };
     LightweightString<char> name;
     Ptr<iGPUImage> image;
     Corner corners[4];
@@ -78,9 +80,9 @@ struct ShaderInputBinding {
 // What the special parameters of a draw are computed from, besides the size
 // of the target.
 struct RenderContext {
-    float progress = 0;   // _PROGRESS, 0..1 through the clip
-    float fps = 25;       // _OUTPUTFPS
-    float length = 0;     // _LENGTH, seconds
+    float progress = 0;     // _PROGRESS, 0..1 through the clip
+    float fps = 25;         // _OUTPUTFPS
+    float length = 0;       // _LENGTH, seconds
     float lengthFrames = 0; // _LENGTHFRAMES
 };
 

@@ -48,11 +48,18 @@ LightweightString<wchar_t> fromUTF8(const LightweightString<char>& utf8) {
     while (p < end) {
         const unsigned char b = *p;
         int extra = b < 0x80 ? 0 : (b & 0xE0) == 0xC0 ? 1 : (b & 0xF0) == 0xE0 ? 2 : (b & 0xF8) == 0xF0 ? 3 : -1;
-        if (extra < 0 || end - p <= extra) { out.push_back(wchar_t(kReplacement)); ++p; continue; }
+        if (extra < 0 || end - p <= extra) {
+            out.push_back(wchar_t(kReplacement));
+            ++p;
+            continue;
+        }
         char32_t c = extra == 0 ? b : (b & (0x3F >> extra));
         bool ok = true;
         for (int i = 1; i <= extra; ++i) {
-            if ((p[i] & 0xC0) != 0x80) { ok = false; break; }
+            if ((p[i] & 0xC0) != 0x80) {
+                ok = false;
+                break;
+            }
             c = (c << 6) | (p[i] & 0x3F);
         }
         static constexpr char32_t kMin[] = {0, 0x80, 0x800, 0x10000};
@@ -69,7 +76,8 @@ LightweightString<wchar_t> fromUTF8(const LightweightString<char>& utf8) {
 
 LightweightString<char> toLower(const LightweightString<char>& s) {
     std::string out(s.view());
-    for (char& c : out) if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
+    for (char& c : out)
+        if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
     return LightweightString<char>(std::move(out));
 }
 

@@ -23,7 +23,6 @@ constexpr FormatDescription kFormats[] = {
     {Format::ePlanarYCbCr, ePixelPacking::ePlanar, true, false, 8},
 };
 
-
 uint32_t divUp(uint32_t a, uint32_t b) { return (a + b - 1) / b; }
 
 } // namespace
@@ -55,21 +54,19 @@ uint16_t bitsPerPixelFor(Format format, unsigned bitsPerComponent) {
     if (!d) return 0;
     const unsigned bpc = bitsPerComponent;
     switch (d->packing) {
-        case ePixelPacking::eInterleaved:
-            if (d->isFloat) return bpc == d->defaultBitsPerComponent ? uint16_t(4 * bpc) : 0;
-            return (bpc == 8 || bpc == 16) ? uint16_t(4 * bpc) : 0;
-        case ePixelPacking::ePacked422:
-            // A pixel is one Y' and half a Cb/Cr pair; 10-bit samples sit in 16-bit words.
-            if (bpc == 8) return 16;
-            if (bpc == 10 || bpc == 16) return 32;
-            return 0;
-        case ePixelPacking::ePacked10Bit:
-            // Nominal: two 10-bit samples a pixel (v210 and DVS1 pad beyond this).
-            return bpc == 10 ? 20 : 0;
-        case ePixelPacking::ePlanar:
-            return bpc == 8 ? 24 : 0;
-        case ePixelPacking::eUnknown:
-            break;
+    case ePixelPacking::eInterleaved:
+        if (d->isFloat) return bpc == d->defaultBitsPerComponent ? uint16_t(4 * bpc) : 0;
+        return (bpc == 8 || bpc == 16) ? uint16_t(4 * bpc) : 0;
+    case ePixelPacking::ePacked422:
+        // A pixel is one Y' and half a Cb/Cr pair; 10-bit samples sit in 16-bit words.
+        if (bpc == 8) return 16;
+        if (bpc == 10 || bpc == 16) return 32;
+        return 0;
+    case ePixelPacking::ePacked10Bit:
+        // Nominal: two 10-bit samples a pixel (v210 and DVS1 pad beyond this).
+        return bpc == 10 ? 20 : 0;
+    case ePixelPacking::ePlanar: return bpc == 8 ? 24 : 0;
+    case ePixelPacking::eUnknown: break;
     }
     return 0;
 }
@@ -80,35 +77,34 @@ std::optional<TexelLayout> texelLayoutFor(Format format, unsigned bitsPerCompone
     TexelLayout t;
     t.rows = height;
     switch (d->packing) {
-        case ePixelPacking::eInterleaved:
-            t.texelFormat = d->isFloat ? (bitsPerComponent == 32 ? iGPUImage::eRGBA32F : iGPUImage::eRGBA16F)
-                                       : (bitsPerComponent == 8 ? iGPUImage::eRGBA8 : iGPUImage::eRGBA16);
-            t.texelsPerRow = width;
-            break;
-        case ePixelPacking::ePacked422:
-            t.texelFormat = bitsPerComponent == 8 ? iGPUImage::eRGBA8 : iGPUImage::eRGBA16;
-            t.texelsPerRow = divUp(width, 2);
-            break;
-        case ePixelPacking::ePacked10Bit:
-            t.texelFormat = iGPUImage::eRGBA8;
-            if (format == Format::eV210) {
-                // Blocks of 6 pixels in 4 words; rows padded to 48 pixels (128 bytes).
-                t.texelsPerRow = divUp(width, 48) * 32;
-            } else if (format == Format::eM101) {
-                // 8 pixels in 5 words; the packer's size rule, (W x 10) >> 4, in 32-bit arithmetic.
-                t.texelsPerRow = (width * 10u) >> 4;
-            } else {
-                // DVS1: three samples a word, a pixel pair has four samples.
-                t.texelsPerRow = divUp(divUp(width, 2) * 4, 3);
-            }
-            break;
-        case ePixelPacking::ePlanar:
-            t.texelFormat = iGPUImage::eRGBA8;
-            t.texelsPerRow = divUp(width, 4);
-            t.rows = height * 3;
-            break;
-        case ePixelPacking::eUnknown:
-            return std::nullopt;
+    case ePixelPacking::eInterleaved:
+        t.texelFormat = d->isFloat ? (bitsPerComponent == 32 ? iGPUImage::eRGBA32F : iGPUImage::eRGBA16F)
+                                   : (bitsPerComponent == 8 ? iGPUImage::eRGBA8 : iGPUImage::eRGBA16);
+        t.texelsPerRow = width;
+        break;
+    case ePixelPacking::ePacked422:
+        t.texelFormat = bitsPerComponent == 8 ? iGPUImage::eRGBA8 : iGPUImage::eRGBA16;
+        t.texelsPerRow = divUp(width, 2);
+        break;
+    case ePixelPacking::ePacked10Bit:
+        t.texelFormat = iGPUImage::eRGBA8;
+        if (format == Format::eV210) {
+            // Blocks of 6 pixels in 4 words; rows padded to 48 pixels (128 bytes).
+            t.texelsPerRow = divUp(width, 48) * 32;
+        } else if (format == Format::eM101) {
+            // 8 pixels in 5 words; the packer's size rule, (W x 10) >> 4, in 32-bit arithmetic.
+            t.texelsPerRow = (width * 10u) >> 4;
+        } else {
+            // DVS1: three samples a word, a pixel pair has four samples.
+            t.texelsPerRow = divUp(divUp(width, 2) * 4, 3);
+        }
+        break;
+    case ePixelPacking::ePlanar:
+        t.texelFormat = iGPUImage::eRGBA8;
+        t.texelsPerRow = divUp(width, 4);
+        t.rows = height * 3;
+        break;
+    case ePixelPacking::eUnknown: return std::nullopt;
     }
     t.texelBytes = bitsPerTexel(t.texelFormat) / 8;
     t.minStride = t.texelsPerRow * t.texelBytes;
@@ -117,8 +113,8 @@ std::optional<TexelLayout> texelLayoutFor(Format format, unsigned bitsPerCompone
 
 Surface::Surface(uint32_t width, uint32_t height, Format format, uint16_t bitsPerComponent) {
     const FormatDescription* d = describeFormat(format);
-    init(width, height, format, bitsPerComponent, 0, d && d->packing == ePixelPacking::ePlanar ? ePlanar : ePacked,
-         eAllocHost, 0);
+    init(width, height, format, bitsPerComponent, 0, d && d->packing == ePixelPacking::ePlanar ? ePlanar : ePacked, eAllocHost,
+         0);
 }
 
 bool Surface::init(uint32_t width, uint32_t height, Format format, uint16_t bitsPerComponent, uint16_t bitsPerPixel,
@@ -178,10 +174,16 @@ Surface Surface::forGPUImage(Ptr<iGPUImage> image) {
     Format format = Format::eRGBA;
     uint16_t bpc = 8;
     switch (image->getFormat()) {
-        case iGPUImage::eRGBA8: break;
-        case iGPUImage::eRGBA16: bpc = 16; break;
-        case iGPUImage::eRGBA16F: format = Format::eRGBAHalf; bpc = 16; break;
-        case iGPUImage::eRGBA32F: format = Format::eRGBAFloat; bpc = 32; break;
+    case iGPUImage::eRGBA8: break;
+    case iGPUImage::eRGBA16: bpc = 16; break;
+    case iGPUImage::eRGBA16F:
+        format = Format::eRGBAHalf;
+        bpc = 16;
+        break;
+    case iGPUImage::eRGBA32F:
+        format = Format::eRGBAFloat;
+        bpc = 32;
+        break;
     }
     const XY<int> size = image->getSize();
     if (size.x <= 0 || size.y <= 0) return s;
@@ -202,9 +204,7 @@ std::optional<TexelLayout> Surface::getTexelLayout() const {
     return texelLayoutFor(m_format, m_bitsPerComponent, m_width, m_height);
 }
 
-uint8_t* Surface::getRow(uint32_t y, unsigned plane) {
-    return const_cast<uint8_t*>(std::as_const(*this).getRow(y, plane));
-}
+uint8_t* Surface::getRow(uint32_t y, unsigned plane) { return const_cast<uint8_t*>(std::as_const(*this).getRow(y, plane)); }
 
 const uint8_t* Surface::getRow(uint32_t y, unsigned plane) const {
     if (!m_pixels || y >= m_height || plane >= getNumPlanes()) return nullptr;

@@ -28,7 +28,9 @@ public:
     const LightweightString<wchar_t>& path() const { return m_path; }
 
     void appendLine(const LightweightString<char>& line) { m_lines.push_back(line); }
-    void appendLines(const std::vector<LightweightString<char>>& lines) { m_lines.insert(m_lines.end(), lines.begin(), lines.end()); }
+    void appendLines(const std::vector<LightweightString<char>>& lines) {
+        m_lines.insert(m_lines.end(), lines.begin(), lines.end());
+    }
     size_t numLines() const { return m_lines.size(); }
     bool empty() const { return m_lines.empty(); }
     const LightweightString<char>& operator[](size_t i) const { return m_lines[i]; }

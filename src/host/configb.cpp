@@ -13,8 +13,10 @@ int configb::indexOf(const LightweightString<char>& key) const {
 
 void configb::put(const LightweightString<char>& key, Value value) {
     const int i = indexOf(key);
-    if (i >= 0) m_entries[size_t(i)].value = std::move(value);
-    else m_entries.push_back({key, std::move(value)});
+    if (i >= 0)
+        m_entries[size_t(i)].value = std::move(value);
+    else
+        m_entries.push_back({key, std::move(value)});
     if (m_owner) m_owner->setDirty();
 }
 
@@ -62,10 +64,14 @@ int configb::readNumber(const LightweightString<char>& key, Number& out) const {
     const int i = indexOf(key);
     if (i < 0) return -1;
     const Value& v = m_entries[size_t(i)].value;
-    if (const auto* d = std::get_if<double>(&v)) out = convertNumber<Number>(*d);
-    else if (const auto* n = std::get_if<int64_t>(&v)) out = convertNumber<Number>(*n);
-    else if (const auto* b = std::get_if<bool>(&v)) out = Number(*b ? 1 : 0);
-    else return -1;
+    if (const auto* d = std::get_if<double>(&v))
+        out = convertNumber<Number>(*d);
+    else if (const auto* n = std::get_if<int64_t>(&v))
+        out = convertNumber<Number>(*n);
+    else if (const auto* b = std::get_if<bool>(&v))
+        out = Number(*b ? 1 : 0);
+    else
+        return -1;
     return i;
 }
 

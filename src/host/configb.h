@@ -54,7 +54,8 @@ private:
         Value value;
     };
     void put(const LightweightString<char>& key, Value value);
-    template <typename Number> int readNumber(const LightweightString<char>& key, Number& out) const;
+    template <typename Number>
+    int readNumber(const LightweightString<char>& key, Number& out) const;
 
     std::vector<Entry> m_entries;
     Dirtiable* m_owner = nullptr;

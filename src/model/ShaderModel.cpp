@@ -4,13 +4,13 @@ namespace Shader {
 
 LightweightString<char> typeName(iShaderParam::eType type) {
     switch (type) {
-        case iShaderParam::eFloat: return "float";
-        case iShaderParam::eBool: return "bool";
-        case iShaderParam::eInt: return "int";
-        case iShaderParam::eFloat4: return "float4";
-        case iShaderParam::eFloat3x3: return "float3x3";
-        case iShaderParam::eFloat3: return "float3";
-        case iShaderParam::eUnused: break;
+    case iShaderParam::eFloat: return "float";
+    case iShaderParam::eBool: return "bool";
+    case iShaderParam::eInt: return "int";
+    case iShaderParam::eFloat4: return "float4";
+    case iShaderParam::eFloat3x3: return "float3x3";
+    case iShaderParam::eFloat3: return "float3";
+    case iShaderParam::eUnused: break;
     }
     return {};
 }

@@ -2,8 +2,8 @@
 // its answer is taken back, and that one effect compiles once.
 #include "codegen/CgCodeGenerator.h"
 #include "effects/ShaderEffectInfo.h"
-#include "support/Printers.h"
 #include "host/Paths.h"
+#include "support/Printers.h"
 #include "support/RecordingGPUService.h"
 #include "support/ScopedLocale.h"
 
@@ -20,15 +20,17 @@ using Wide = LightweightString<wchar_t>;
 
 namespace {
 
-const char* const kEffect = "DeclareQuillframeEffect( Test, Cat, Sub, kNoNotes, CanSize|HasMaxOutputSize )\n"
-                            "DeclareInput( Input, Point, Wrap )\nDeclareMask\nDeclareFloatParam( Amount, A, G, kNoFlags, 0, 0, 1 )\n"
-                            "DeclareEntryPoint( Main )\n{ return tex2D( Input, uv1 ); }\n";
+const char* const kEffect =
+    "DeclareQuillframeEffect( Test, Cat, Sub, kNoNotes, CanSize|HasMaxOutputSize )\n"
+    "DeclareInput( Input, Point, Wrap )\nDeclareMask\nDeclareFloatParam( Amount, A, G, kNoFlags, 0, 0, 1 )\n"
+    "DeclareEntryPoint( Main )\n{ return tex2D( Input, uv1 ); }\n";
 
 Ptr<ShaderEffectInfo> effectFrom(std::string_view text) { return makePtr<ShaderEffectInfo>(TextFile::fromText(text)); }
 
 // What every compile is given: the parameters that the host sets on every effect.
 const ShaderDefinitions kHostDefinitions = {{"_OUTPUTWIDTH", "1"}, {"_OUTPUTHEIGHT", "1"}, {"_OUTPUTASPECTRATIO", "1"},
-                                            {"_PROGRESS", "1"}, {"_OUTPUTFPS", "1"}, {"_LENGTH", "1"}, {"_LENGTHFRAMES", "1"}};
+                                            {"_PROGRESS", "1"},    {"_OUTPUTFPS", "1"},    {"_LENGTH", "1"},
+                                            {"_LENGTHFRAMES", "1"}};
 
 class EffectCompile : public ::testing::Test {
 protected:
@@ -79,7 +81,8 @@ TEST_F(EffectCompile, GeneratorFollowsTheShadingLanguageAndGLSLAddsThePassMap) {
 }
 
 TEST_F(EffectCompile, ParseErrorsAreDeliveredOnceThenTheKeptTextIsCompiled) {
-    const auto e = effectFrom("float a;\nDeclarePass()\nDeclareBoolParam( B, B, kNoGroup, true, x )\nDeclareEntryPoint( Main )\n");
+    const auto e =
+        effectFrom("float a;\nDeclarePass()\nDeclareBoolParam( B, B, kNoGroup, true, x )\nDeclareEntryPoint( Main )\n");
     const ShaderCompilationOutput first = e->compile();
     EXPECT_FALSE(first.shader);
     EXPECT_THAT(first.errors, ElementsAre(ShaderError{"Too few arguments for DeclarePass( Name )", 1},
@@ -122,7 +125,8 @@ TEST_F(EffectCompile, FailedCompileTrimsMessagesAndLeavesTheEffectToRetry) {
 }
 
 TEST_F(EffectCompile, ParametersAreRebuiltFromTheCompiledEffectWithoutInternalNames) {
-    const std::map<std::string, int> info = {{"CanSize", 7}, {"HasMinOutputSize", 0}, {"HasMaxOutputSize", 1}, {"RotationAware", 1}};
+    const std::map<std::string, int> info = {
+        {"CanSize", 7}, {"HasMinOutputSize", 0}, {"HasMaxOutputSize", 1}, {"RotationAware", 1}};
     gpu.succeedNextCompile({{"_QfrmEffectInfo", iShaderParam::eInt, info, {}},
                             {"Amount", iShaderParam::eFloat, {}, {{"Description", "Amount of tint"}, {"Group", "Look"}}},
                             {"_OUTPUTWIDTH", iShaderParam::eFloat, {}, {}},
@@ -191,6 +195,7 @@ TEST_F(EffectCompile, CgTextIgnoresACommaLocale) {
     QfTest::ScopedLocale comma(QfTest::kCommaLocale);
     if (!comma.active()) GTEST_SKIP() << QfTest::kCommaLocale << " is not installed";
     effectFrom("DeclareFloatParam( Amount, A, G, kNoFlags, 0.5, 0, 1.25 )\n"
-               "DeclareColourParam( Tint, T, G, kNoFlags, 0.25, 0.5, 0.75, 1 )\n")->compile();
+               "DeclareColourParam( Tint, T, G, kNoFlags, 0.25, 0.5, 0.75, 1 )\n")
+        ->compile();
     EXPECT_EQ(gpu.compiles().back().text.str(), "\nfloat Amount = 0.5;\n\nfloat4 Tint = { 0.25,0.5,0.75,1 };\n");
 }

@@ -33,13 +33,17 @@ public:
     Shader::Lines generate(const Shader::Function& f, bool isPass) const override {
         return {Text(isPass ? "pass:" : "entry:") + f.name + "/" + f.functionName + "/" + f.renderTarget};
     }
-    Shader::Lines generate(const Shader::Parameter& p) const override { return {"param:" + StringFromInteger(p.type) + " " + p.id}; }
+    Shader::Lines generate(const Shader::Parameter& p) const override {
+        return {"param:" + StringFromInteger(p.type) + " " + p.id};
+    }
     // "input:TEXTURE NAME scaling/edge/dimension", and " mask" for a mask.
     Shader::Lines generate(const Shader::Input& i) const override {
         return {"input:" + i.textureName + " " + i.name + " " + StringFromInteger(i.scaling) + "/" +
                 StringFromInteger(i.edgeMode) + "/" + StringFromInteger(i.dimension) + (i.isMask ? " mask" : "")};
     }
-    Shader::Lines generate(const Shader::Header& h) const override { return {"header:" + h.name + " " + StringFromInteger(h.caps)}; }
+    Shader::Lines generate(const Shader::Header& h) const override {
+        return {"header:" + h.name + " " + StringFromInteger(h.caps)};
+    }
     Shader::Lines generate(const Shader::Include& i) const override { return {"include:" + i.fileName}; }
 };
 
@@ -63,10 +67,14 @@ std::string properties(const Shader::Parameter& p) {
     for (size_t i = 0; i < p.properties.size(); ++i) {
         const configb::Value& v = p.properties.valueAt(i);
         out << (i ? " " : "") << p.properties.keyAt(i).view() << "=";
-        if (const Text* text = std::get_if<Text>(&v)) out << '"' << text->view() << '"';
-        else if (const int64_t* n = std::get_if<int64_t>(&v)) out << *n << 'i';
-        else if (const bool* b = std::get_if<bool>(&v)) out << (*b ? "true" : "false");
-        else out << std::get<double>(v);
+        if (const Text* text = std::get_if<Text>(&v))
+            out << '"' << text->view() << '"';
+        else if (const int64_t* n = std::get_if<int64_t>(&v))
+            out << *n << 'i';
+        else if (const bool* b = std::get_if<bool>(&v))
+            out << (*b ? "true" : "false");
+        else
+            out << std::get<double>(v);
     }
     return out.str();
 }
@@ -83,8 +91,8 @@ TEST(EffectReader, KeywordsAreTestedLongestFirst) {
                         "DeclareSomethingNew( Z )\nDeclare\nDeclareIntParam( i )\nDeclareFloat3Param( v, x )\n");
     // The ID alone declares a shader variable but no parameter; float3 forms drop other counts silently.
     EXPECT_THAT(output(*e), ElementsAre("param:1 A", "param:1 B", "param:7 V", "param:6 M", "input:_X X 0/1/0input:_Y Y 0/1/0",
-                                        "input:_I I 0/1/0", "input:_L L 0/1/1", "param:5 F", "param:5 C", "param:3 Bo", "param:4 N",
-                                        "param:4 i"));
+                                        "input:_I I 0/1/0", "input:_L L 0/1/1", "param:5 F", "param:5 C", "param:3 Bo",
+                                        "param:4 N", "param:4 i"));
     ASSERT_EQ(e->getParams().size(), 6u);
     EXPECT_EQ(properties(e->getParams()[0]), "flags=\"\" default=0.5 min=0 max=1 animated=1i");
     EXPECT_EQ(properties(e->getParams()[1]), "flags=\"\" default=0.5 min=0 max=1 animated=0i");
@@ -203,8 +211,9 @@ TEST(EffectReader, InputsTakeSamplingAndEdgeWordsAndMasksIgnoreThem) {
 }
 
 TEST(EffectReader, EntryPointsCloseTechniques) {
-    const auto e = read("DeclareEntryPoint( First )\nDeclarePass( A )\nfloat4 body;\nDeclarePass( B )\nDeclareEntryPoint( Second )\n"
-                        "DeclarePass( C )\nDeclareEntryPoint()\nDeclarePass( Orphan )\n");
+    const auto e =
+        read("DeclareEntryPoint( First )\nDeclarePass( A )\nfloat4 body;\nDeclarePass( B )\nDeclareEntryPoint( Second )\n"
+             "DeclarePass( C )\nDeclareEntryPoint()\nDeclarePass( Orphan )\n");
     // The technique text comes once, after the last line; a pass after the
     // last entry point belongs to no technique.
     EXPECT_THAT(output(*e), ElementsAre("entry:First/First/", "pass:A/A_pass/_A", "code:float4 body;", "pass:B/B_pass/_B",
@@ -231,8 +240,10 @@ TEST(EffectReader, NumbersThatNoFloatOrIntHoldsAreErrorsAtTheirDeclaration) {
 
 TEST(EffectReader, CapabilityWordsAreTakenExactlyBetweenTheBars) {
     // Blanks around a capability word make it another word (parameter flags forgive them).
-    for (const auto& [flags, caps] : {std::pair{"CanSize|ScaleAware", 0x9u}, {"CanSize | HasMinOutputSize", 0x0u},
-                                      {"ScaleAware |HasMaxOutputSize", 0x4u}, {"|ScaleAware|", 0x1u}})
+    for (const auto& [flags, caps] : {std::pair{"CanSize|ScaleAware", 0x9u},
+                                      {"CanSize | HasMinOutputSize", 0x0u},
+                                      {"ScaleAware |HasMaxOutputSize", 0x4u},
+                                      {"|ScaleAware|", 0x1u}})
         EXPECT_EQ(read("DeclareQuillframeEffect( N, C, S, X, " + std::string(flags) + " )")->getCaps(), caps) << flags;
 }
 
@@ -245,8 +256,7 @@ TEST(EffectReader, ByteOrderMarksAndEveryLineEndReadTheSame) {
             for (size_t at; (at = text.find('#')) != std::string::npos;) text.replace(at, 1, end);
             outputs.push_back(output(*read(text)));
         }
-    for (const auto& out : outputs)
-        EXPECT_THAT(out, ElementsAre("header:Tint 1", "input:_Input Input 0/1/0", "code:float4 x;"));
+    for (const auto& out : outputs) EXPECT_THAT(out, ElementsAre("header:Tint 1", "input:_Input Input 0/1/0", "code:float4 x;"));
 }
 
 TEST(EffectReader, ATooLongProcessedTextIsRefusedWithOneError) {

@@ -1,8 +1,8 @@
 // Surfaces and host images: format layouts, init's checks, copies and metadata,
 // the reference 4:2:2 packer, half floats, and trips to GPU images in memory.
+#include "host/Surface.h"
 #include "host/HostImage.h"
 #include "host/OS.h"
-#include "host/Surface.h"
 #include "host/SurfaceFormatsReference.h"
 
 #include <gtest/gtest.h>
@@ -60,18 +60,30 @@ TEST(SurfaceFormat, EveryFormatHasItsLayoutAndUnsupportedDepthsHaveNone) {
     using G = iGPUImage;
     // Format, depth, width; bits per pixel (0: not in this depth), texel format, texels per row, minimum stride.
     const std::tuple<Format, unsigned, uint32_t, uint16_t, G::eFormat, uint32_t, uint32_t> cases[] = {
-        {Format::eRGBA, 8, 1920, 32, G::eRGBA8, 1920, 7680},    {Format::eRGBA, 16, 1920, 64, G::eRGBA16, 1920, 15360},
-        {Format::eBGRA, 8, 5, 32, G::eRGBA8, 5, 20},             {Format::eARGB, 16, 5, 64, G::eRGBA16, 5, 40},
-        {Format::eRGBAHalf, 16, 10, 64, G::eRGBA16F, 10, 80},    {Format::eRGBAFloat, 32, 10, 128, G::eRGBA32F, 10, 160},
-        {Format::eUYVY, 8, 7, 16, G::eRGBA8, 4, 16},             {Format::eYUY2, 8, 1920, 16, G::eRGBA8, 960, 3840},
-        {Format::eUYVY, 10, 1920, 32, G::eRGBA16, 960, 7680},    {Format::eYUY2, 16, 1920, 32, G::eRGBA16, 960, 7680},
-        {Format::eV210, 10, 1920, 20, G::eRGBA8, 1280, 5120},    {Format::eV210, 10, 1280, 20, G::eRGBA8, 864, 3456},
-        {Format::eV210, 10, 1, 20, G::eRGBA8, 32, 128},          {Format::eM101, 10, 1920, 20, G::eRGBA8, 1200, 4800},
-        {Format::eM101, 10, 1, 20, G::eRGBA8, 0, 0},             {Format::eDVS1, 10, 7, 20, G::eRGBA8, 6, 24},
-        {Format::ePlanarRGB, 8, 1920, 24, G::eRGBA8, 480, 1920}, {Format::ePlanarYCbCr, 8, 7, 24, G::eRGBA8, 2, 8},
-        {Format::eRGBA, 10, 16, 0, {}, 0, 0},                    {Format::eRGBAHalf, 32, 16, 0, {}, 0, 0},
-        {Format::eUYVY, 12, 16, 0, {}, 0, 0},                    {Format::eV210, 8, 16, 0, {}, 0, 0},
-        {Format::ePlanarRGB, 16, 16, 0, {}, 0, 0},               {formatFromName("NV12"), 8, 16, 0, {}, 0, 0},
+        {Format::eRGBA, 8, 1920, 32, G::eRGBA8, 1920, 7680},
+        {Format::eRGBA, 16, 1920, 64, G::eRGBA16, 1920, 15360},
+        {Format::eBGRA, 8, 5, 32, G::eRGBA8, 5, 20},
+        {Format::eARGB, 16, 5, 64, G::eRGBA16, 5, 40},
+        {Format::eRGBAHalf, 16, 10, 64, G::eRGBA16F, 10, 80},
+        {Format::eRGBAFloat, 32, 10, 128, G::eRGBA32F, 10, 160},
+        {Format::eUYVY, 8, 7, 16, G::eRGBA8, 4, 16},
+        {Format::eYUY2, 8, 1920, 16, G::eRGBA8, 960, 3840},
+        {Format::eUYVY, 10, 1920, 32, G::eRGBA16, 960, 7680},
+        {Format::eYUY2, 16, 1920, 32, G::eRGBA16, 960, 7680},
+        {Format::eV210, 10, 1920, 20, G::eRGBA8, 1280, 5120},
+        {Format::eV210, 10, 1280, 20, G::eRGBA8, 864, 3456},
+        {Format::eV210, 10, 1, 20, G::eRGBA8, 32, 128},
+        {Format::eM101, 10, 1920, 20, G::eRGBA8, 1200, 4800},
+        {Format::eM101, 10, 1, 20, G::eRGBA8, 0, 0},
+        {Format::eDVS1, 10, 7, 20, G::eRGBA8, 6, 24},
+        {Format::ePlanarRGB, 8, 1920, 24, G::eRGBA8, 480, 1920},
+        {Format::ePlanarYCbCr, 8, 7, 24, G::eRGBA8, 2, 8},
+        {Format::eRGBA, 10, 16, 0, {}, 0, 0},
+        {Format::eRGBAHalf, 32, 16, 0, {}, 0, 0},
+        {Format::eUYVY, 12, 16, 0, {}, 0, 0},
+        {Format::eV210, 8, 16, 0, {}, 0, 0},
+        {Format::ePlanarRGB, 16, 16, 0, {}, 0, 0},
+        {formatFromName("NV12"), 8, 16, 0, {}, 0, 0},
     };
     EXPECT_EQ(uint32_t(Format::eM101), 0x3130314du);
     EXPECT_EQ(formatName(Format(0x4100ff52u)), "R??A");
@@ -174,7 +186,7 @@ TEST(Surface, GPUTripKeepsEveryRowWithPaddedStridesAndChecksTheImage) {
 
 TEST(SurfaceFormatReference, RowsRoundTripAndMatchTheByteTables) {
     const std::tuple<Format, unsigned, uint32_t> cases[] = {
-        {Format::eUYVY, 8, 7},   {Format::eYUY2, 8, 8},   {Format::eUYVY, 10, 6},  {Format::eYUY2, 16, 5},
+        {Format::eUYVY, 8, 7},   {Format::eYUY2, 8, 8},   {Format::eUYVY, 10, 6}, {Format::eYUY2, 16, 5},
         {Format::eV210, 10, 50}, {Format::eM101, 10, 16}, {Format::eDVS1, 10, 9}, {Format::eDVS1, 10, 1920}};
     for (auto [format, bits, width] : cases) {
         std::mt19937 random(width);
@@ -204,14 +216,22 @@ TEST(SurfaceFormatReference, RowsRoundTripAndMatchTheByteTables) {
 TEST(HostImage, HalfFloatsRoundToNearestEvenAndNormalisedTexelsClamp) {
     for (uint32_t h = 0; h < 0x10000; ++h) {
         const float f = floatFromHalf(uint16_t(h));
-        if (std::isnan(f)) EXPECT_TRUE(std::isnan(floatFromHalf(halfFromFloat(f))));
-        else ASSERT_EQ(halfFromFloat(f), h) << std::hex << h;
+        if (std::isnan(f))
+            EXPECT_TRUE(std::isnan(floatFromHalf(halfFromFloat(f))));
+        else
+            ASSERT_EQ(halfFromFloat(f), h) << std::hex << h;
     }
     const std::pair<float, uint16_t> cases[] = {
-        {0.1f, 0x2e66}, {65519.0f, 0x7bff}, {65520.0f, 0x7c00}, {1e10f, 0x7c00}, {-1e-30f, 0x8000},
-        {1.0f + 1.0f / 2048, 0x3c00}, {1.0f + 3.0f / 2048, 0x3c02}, // halfway: to even
-        {std::ldexp(1.0f, -25), 0x0000}, {std::ldexp(3.0f, -25), 0x0002}, // halfway between subnormals
-        {std::ldexp(1.0f, -14) * (1.0f - 1.0f / 4096), 0x0400},          // rounds up into the normals
+        {0.1f, 0x2e66},
+        {65519.0f, 0x7bff},
+        {65520.0f, 0x7c00},
+        {1e10f, 0x7c00},
+        {-1e-30f, 0x8000},
+        {1.0f + 1.0f / 2048, 0x3c00},
+        {1.0f + 3.0f / 2048, 0x3c02}, // halfway: to even
+        {std::ldexp(1.0f, -25), 0x0000},
+        {std::ldexp(3.0f, -25), 0x0002},                        // halfway between subnormals
+        {std::ldexp(1.0f, -14) * (1.0f - 1.0f / 4096), 0x0400}, // rounds up into the normals
     };
     for (auto [value, half] : cases) EXPECT_EQ(halfFromFloat(value), half) << value;
     uint8_t b[4];
@@ -234,7 +254,8 @@ TEST(HostImage, ConvertsAndGoesToTheGPUAndBackUnchanged) {
         EXPECT_EQ(0, std::memcmp(back->convertedTo(iGPUImage::eRGBA8)->data(), bytes->data(), bytes->getByteSize()));
         EXPECT_FALSE(image->uploadTo(*gpu.createImage({64, 5}, format)));
         EXPECT_FALSE(back->readBackFrom(*gpu.createImage({63, 4}, format)));
-        EXPECT_FALSE(image->uploadTo(*gpu.createImage({64, 4}, format == iGPUImage::eRGBA8 ? iGPUImage::eRGBA16 : iGPUImage::eRGBA8)));
+        EXPECT_FALSE(
+            image->uploadTo(*gpu.createImage({64, 4}, format == iGPUImage::eRGBA8 ? iGPUImage::eRGBA16 : iGPUImage::eRGBA8)));
     }
     EXPECT_EQ(reinterpret_cast<const uint16_t*>(bytes->convertedTo(iGPUImage::eRGBA16)->data())[1], 7 * 257);
 

@@ -97,7 +97,8 @@ TEST_F(GLEffectTest, ShippedLutEffectMapsThroughA3DTexture) {
     std::vector<uint8_t> cube;
     for (int b = 0; b < 2; ++b)
         for (int g = 0; g < 2; ++g)
-            for (int r = 0; r < 2; ++r) cube.insert(cube.end(), {uint8_t(20 + 200 * r), uint8_t(40 + 150 * g), uint8_t(60 + 100 * b), 255});
+            for (int r = 0; r < 2; ++r)
+                cube.insert(cube.end(), {uint8_t(20 + 200 * r), uint8_t(40 + 150 * g), uint8_t(60 + 100 * b), 255});
     const Ptr<iGPUImage> lut = m_gpu->create3DImage(2, 2, 2, iGPUImage::eRGBA8);
     ASSERT_TRUE(lut && lut->upload(cube.data()));
     const Ptr<iGPUImage> input = rgba8Image(4, 1, {0, 0, 0, 255, 255, 0, 0, 255, 0, 255, 255, 7, 255, 255, 255, 255});
@@ -130,10 +131,25 @@ TEST_F(GLEffectTest, WritesParametersOfEveryType) {
         {"F", P::eFloat, [](P& p) { return p.setFloat(0.5f); }, [](P& p) { return p.setInt(1); }, 0, {0.5f, 0, 3, 0}},
         {"B", P::eBool, [](P& p) { return p.setBool(true); }, [](P& p) { return p.setFloat(1); }, 0, {0.5f, 1, 3, 0}},
         {"I", P::eInt, [](P& p) { return p.setInt(-7); }, [](P& p) { return p.setBool(false); }, 0, {0.5f, 1, -7, 0}},
-        {"V3", P::eFloat3, [&](P& p) { return p.setFloat3(v3); }, [&](P& p) { return p.setFloat4(v4) || p.setFloat3(nullptr); }, 1, {1, 2, 3, 0}},
-        {"V4", P::eFloat4, [&](P& p) { return p.setFloat4(v4); }, [&](P& p) { return p.setFloat3(v3); }, 2, {0.125f, 0.25f, 0.5f, 2}},
+        {"V3",
+         P::eFloat3,
+         [&](P& p) { return p.setFloat3(v3); },
+         [&](P& p) { return p.setFloat4(v4) || p.setFloat3(nullptr); },
+         1,
+         {1, 2, 3, 0}},
+        {"V4",
+         P::eFloat4,
+         [&](P& p) { return p.setFloat4(v4); },
+         [&](P& p) { return p.setFloat3(v3); },
+         2,
+         {0.125f, 0.25f, 0.5f, 2}},
         // Rows in order; mul(v, M) is the row vector v times M.
-        {"M", P::eFloat3x3, [&](P& p) { return p.setMatrix3x3(rows); }, [&](P& p) { return p.setFloat3(v3); }, 3, {30, 36, 45, 0}},
+        {"M",
+         P::eFloat3x3,
+         [&](P& p) { return p.setMatrix3x3(rows); },
+         [&](P& p) { return p.setFloat3(v3); },
+         3,
+         {30, 36, 45, 0}},
     };
     for (const auto& w : writes) {
         SCOPED_TRACE(w.name);
@@ -164,7 +180,9 @@ TEST_F(GLEffectTest, SamplesWithEachFilterAndEdgeMode) {
     auto texel = [&](int i, E::eEdgeReadMode edge, int c) -> float {
         const int mirrored = (i % 4 + 4) % 4;
         if (edge == E::Border && (i < 0 || i > 1)) return 0;
-        return texels[edge == E::Wrap ? (i % 2 + 2) % 2 : edge == E::Mirror ? std::min(mirrored, 3 - mirrored) : std::clamp(i, 0, 1)][c];
+        return texels[edge == E::Wrap     ? (i % 2 + 2) % 2
+                      : edge == E::Mirror ? std::min(mirrored, 3 - mirrored)
+                                          : std::clamp(i, 0, 1)][c];
     };
     for (const auto scaling : {E::Point, E::Linear}) {
         for (const auto edge : {E::Border, E::ClampToEdge, E::Mirror, E::Wrap}) {
@@ -180,7 +198,8 @@ TEST_F(GLEffectTest, SamplesWithEachFilterAndEdgeMode) {
                     const float expected = scaling == E::Point ? texel(int(std::floor(u)), edge, c)
                                                                : texel(i0, edge, c) * (1 - a) + texel(i0 + 1, edge, c) * a;
                     // Point sampling is exact; the driver may quantise filtering weights.
-                    EXPECT_NEAR(out[size_t(x * 4 + c)] * 255, expected, scaling == E::Point ? 1e-3 : 1.5) << "pixel " << x << " component " << c;
+                    EXPECT_NEAR(out[size_t(x * 4 + c)] * 255, expected, scaling == E::Point ? 1e-3 : 1.5)
+                        << "pixel " << x << " component " << c;
                 }
             }
         }
@@ -191,18 +210,19 @@ TEST_F(GLEffectTest, SamplesWithEachFilterAndEdgeMode) {
 // The driver's own message comes back, its line turned into the 0-based line
 // of the generated text.
 TEST_F(GLEffectTest, CompileErrorCarriesTheDriversMessageAndTheGeneratedLine) {
-    const Ptr<ShaderEffectInfo> info = makePtr<ShaderEffectInfo>(TextFile::fromText(
-        "DeclareQuillframeEffect( \"Broken\", \"Test\", \"Test\", kNoNotes, kNoFlags )\n"
-        "DeclareInput( Input )\nDeclareEntryPoint( Broken )\n{\n"
-        "   float4 c = tex2D( Input, uv1 );\n   return c * notDeclaredAnywhere;\n}\n"));
+    const Ptr<ShaderEffectInfo> info = makePtr<ShaderEffectInfo>(
+        TextFile::fromText("DeclareQuillframeEffect( \"Broken\", \"Test\", \"Test\", kNoNotes, kNoFlags )\n"
+                           "DeclareInput( Input )\nDeclareEntryPoint( Broken )\n{\n"
+                           "   float4 c = tex2D( Input, uv1 );\n   return c * notDeclaredAnywhere;\n}\n"));
     const ShaderCompilationOutput out = info->compile();
     EXPECT_FALSE(out.shader);
     const std::vector<LightweightString<char>>& generated = info->getProcessedSourceCode();
     size_t badLine = 0;
     while (badLine < generated.size() && generated[badLine].find("notDeclaredAnywhere") == std::string_view::npos) ++badLine;
     ASSERT_LT(badLine, generated.size());
-    const auto named = std::find_if(out.errors.begin(), out.errors.end(),
-                                    [](const ShaderError& e) { return e.message.find("notDeclaredAnywhere") != std::string_view::npos; });
+    const auto named = std::find_if(out.errors.begin(), out.errors.end(), [](const ShaderError& e) {
+        return e.message.find("notDeclaredAnywhere") != std::string_view::npos;
+    });
     ASSERT_NE(named, out.errors.end()) << (out.errors.empty() ? "no errors" : out.errors[0].message.c_str());
     EXPECT_EQ(named->line, badLine) << named->message.c_str();
 
@@ -214,7 +234,8 @@ TEST_F(GLEffectTest, CompileErrorCarriesTheDriversMessageAndTheGeneratedLine) {
 TEST_F(GLEffectTest, EveryShippedEffectCompilesAsGLSLAndReadsAsCg) {
     std::vector<std::string> paths;
     for (const auto& entry : std::filesystem::directory_iterator(QFFX_SHADERS_SOURCE_DIR))
-        if (entry.path().extension() == ".fx" && !entry.path().filename().string().starts_with("_")) paths.push_back(entry.path());
+        if (entry.path().extension() == ".fx" && !entry.path().filename().string().starts_with("_"))
+            paths.push_back(entry.path());
     EXPECT_GE(paths.size(), 4u);
     for (const std::string& path : paths) {
         SCOPED_TRACE(path);

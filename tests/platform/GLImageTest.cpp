@@ -45,7 +45,8 @@ TEST_F(GLImageTest, RoundTripsEveryFormatStrideAndDimensionExactly) {
             SCOPED_TRACE(testing::Message() << "format " << format << " stride " << stride);
             const bool volume = stride == kVolume;
             const size_t pitch = stride && !volume ? stride : row, rows = volume ? height * depth : height;
-            const Ptr<iGPUImage> image = volume ? m_gpu->create3DImage(width, height, depth, format) : m_gpu->createImage({width, height}, format);
+            const Ptr<iGPUImage> image =
+                volume ? m_gpu->create3DImage(width, height, depth, format) : m_gpu->createImage({width, height}, format);
             ASSERT_TRUE(image);
             const std::vector<uint8_t> source = randomTexels(format, pitch * rows, 7 + unsigned(stride));
             ASSERT_TRUE(image->upload(source.data(), volume ? 0 : stride));

@@ -10,7 +10,7 @@ using namespace QfGLTest;
 
 namespace {
 class GLThreadsTest : public GLTest {};
-}
+} // namespace
 
 TEST_F(GLThreadsTest, ConcurrentUseGivesExactResults) {
     const Ptr<iShaderEffect> shared = compileEffect(dataPath("Invert.fx"));
@@ -20,10 +20,11 @@ TEST_F(GLThreadsTest, ConcurrentUseGivesExactResults) {
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             // Each thread's own effect adds the thread's number.
-            const Ptr<iShaderEffect> own = compileEffectText(
-                "DeclareQuillframeEffect( \"Add\", \"Test\", \"Test\", kNoNotes, kNoFlags )\n"
-                "DeclareInput( Input, Point )\nDeclareEntryPoint( Add )\n{\n"
-                "   return tex2D( Input, uv1 ) + " + std::to_string(t + 1) + ".0 / 255.0;\n}\n");
+            const Ptr<iShaderEffect> own =
+                compileEffectText("DeclareQuillframeEffect( \"Add\", \"Test\", \"Test\", kNoNotes, kNoFlags )\n"
+                                  "DeclareInput( Input, Point )\nDeclareEntryPoint( Add )\n{\n"
+                                  "   return tex2D( Input, uv1 ) + " +
+                                  std::to_string(t + 1) + ".0 / 255.0;\n}\n");
             if (!own) return void(++failures);
             for (int round = 0; round < 6; ++round) {
                 const int w = 8 + t, h = 4 + round;

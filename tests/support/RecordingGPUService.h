@@ -43,7 +43,10 @@ struct Journal {
     std::mutex mutex;
     std::vector<std::string> calls;
     std::vector<DrawRecord> draws;
-    void add(std::string call) { std::lock_guard hold(mutex); calls.push_back(std::move(call)); }
+    void add(std::string call) {
+        std::lock_guard hold(mutex);
+        calls.push_back(std::move(call));
+    }
 };
 
 inline std::string numbers(const float* values, int count) {
@@ -70,11 +73,14 @@ public:
     bool setMatrix3x3(const float* v) override { return write(eFloat3x3, "float3x3 " + numbers(v, 9)); }
 
 private:
-    template <typename Map, typename T> static bool find(const Map& map, const LightweightString<char>& name, T& value) {
+    template <typename Map, typename T>
+    static bool find(const Map& map, const LightweightString<char>& name, T& value) {
         const auto it = map.find(name.str());
         return it != map.end() && (value = it->second, true);
     }
-    bool write(eType type, const std::string& what) { return m_journal->add("set " + m_info.name + " " + what), type == m_info.type; }
+    bool write(eType type, const std::string& what) {
+        return m_journal->add("set " + m_info.name + " " + what), type == m_info.type;
+    }
     ParamInfo m_info;
     std::shared_ptr<Journal> m_journal;
 };
@@ -91,7 +97,8 @@ public:
     }
     bool setSamplerState(const LightweightString<char>& input, eScalingMethod scaling, eEdgeReadMode edge) override {
         static const char* const edges[] = {"Border", "ClampToEdge", "Mirror", "Wrap"};
-        return m_journal->add("setSamplerState " + input.str() + (scaling == Point ? " Point " : " Linear ") + edges[edge & 3]), true;
+        return m_journal->add("setSamplerState " + input.str() + (scaling == Point ? " Point " : " Linear ") + edges[edge & 3]),
+               true;
     }
     bool setTechnique(const LightweightString<char>& name) override { return m_journal->add("setTechnique " + name.str()), true; }
     bool setTechnique(uint16_t index) override { return m_journal->add("setTechnique #" + std::to_string(index)), true; }
@@ -115,7 +122,8 @@ private:
 };
 
 struct RecordingImage final : iGPUImage {
-    RecordingImage(XY<int> size, int depth, bool threeD, eFormat format) : size(size), depth(depth), threeD(threeD), format(format) {}
+    RecordingImage(XY<int> size, int depth, bool threeD, eFormat format)
+        : size(size), depth(depth), threeD(threeD), format(format) {}
     XY<int> getSize() const override { return size; }
     int getDepth() const override { return depth; }
     bool is3D() const override { return threeD; }
@@ -142,10 +150,18 @@ public:
     void succeedNextCompile(const std::vector<ParamInfo>& params = {}) { script({makeEffect(params), {}}); }
     void failNextCompile(std::vector<ShaderError> errors) { script({nullptr, std::move(errors)}); }
 
-    std::vector<CompileRecord> compiles() const { return locked([&] { return m_compiles; }); }
-    std::vector<std::string> calls() const { return locked([&] { return m_journal->calls; }); }
-    std::vector<DrawRecord> draws() const { return locked([&] { return m_journal->draws; }); }
-    void clearCalls() { locked([&] { m_journal->calls.clear(), m_journal->draws.clear(); }); }
+    std::vector<CompileRecord> compiles() const {
+        return locked([&] { return m_compiles; });
+    }
+    std::vector<std::string> calls() const {
+        return locked([&] { return m_journal->calls; });
+    }
+    std::vector<DrawRecord> draws() const {
+        return locked([&] { return m_journal->draws; });
+    }
+    void clearCalls() {
+        locked([&] { m_journal->calls.clear(), m_journal->draws.clear(); });
+    }
 
     eShadingLanguage getShadingLanguage() const override { return eShadingLanguage(m_language.load()); }
     ShaderCompilationOutput compileEffectFile(const LightweightString<wchar_t>& path, const ShaderDefinitions& defs) override {
@@ -163,14 +179,17 @@ public:
     void releaseGPUResources() override { m_journal->add("releaseGPUResources"); }
 
 private:
-    template <typename F> auto locked(F f) const -> decltype(f()) {
+    template <typename F>
+    auto locked(F f) const -> decltype(f()) {
         std::lock_guard hold(m_journal->mutex);
         return f();
     }
     Ptr<iShaderEffect> makeEffect(const std::vector<ParamInfo>& params) {
         return Ptr<iShaderEffect>(new RecordingEffect(params, m_journal));
     }
-    void script(ShaderCompilationOutput out) { locked([&] { m_scripted.push_back(std::move(out)); }); }
+    void script(ShaderCompilationOutput out) {
+        locked([&] { m_scripted.push_back(std::move(out)); });
+    }
     ShaderCompilationOutput answer(CompileRecord record) {
         std::this_thread::sleep_for(m_delay.load());
         return locked([&] {
@@ -185,8 +204,8 @@ private:
     std::atomic<int> m_language;
     std::atomic<std::chrono::milliseconds> m_delay{std::chrono::milliseconds(0)};
     std::shared_ptr<Journal> m_journal = std::make_shared<Journal>();
-    std::deque<ShaderCompilationOutput> m_scripted;        // guarded by m_journal->mutex
-    std::vector<CompileRecord> m_compiles; // guarded by m_journal->mutex
+    std::deque<ShaderCompilationOutput> m_scripted; // guarded by m_journal->mutex
+    std::vector<CompileRecord> m_compiles;          // guarded by m_journal->mutex
     iOS* m_previous;
 };
 

@@ -11,24 +11,23 @@
 
 namespace {
 
-const char* const kHelp =
-    "usage: qffx generate [--lang cg|glsl] [--target plain|annotated] [--shaders DIR]\n"
-    "                     [--definitions] EFFECT\n"
-    "\n"
-    "Reads EFFECT (an .fx file, or the name of an effect in the shaders directory)\n"
-    "and prints each line of the generated shader text.\n"
-    "\n"
-    "  --lang cg|glsl     the code generator: Cg-style effect text (default) or a\n"
-    "                     GLSL fragment shader\n"
-    "  --target T         Cg only: 'plain' (default), the compact text compiled at\n"
-    "                     run time, or 'annotated', the self-describing effect form\n"
-    "  --shaders DIR      the effects directory (holds _utils.fx); default: the\n"
-    "                     embedded resources/shaders/, or $QFFX_SHADERS_DIR\n"
-    "  --definitions      print the name/value pairs handed to the compiler\n"
-    "                     instead of the text, one NAME=VALUE a line\n"
-    "\n"
-    "Errors in the effect are printed as 'error: line N: MESSAGE' (exit status 1);\n"
-    "an effect that cannot be read, or bad options, give exit status 2.\n";
+const char* const kHelp = "usage: qffx generate [--lang cg|glsl] [--target plain|annotated] [--shaders DIR]\n"
+                          "                     [--definitions] EFFECT\n"
+                          "\n"
+                          "Reads EFFECT (an .fx file, or the name of an effect in the shaders directory)\n"
+                          "and prints each line of the generated shader text.\n"
+                          "\n"
+                          "  --lang cg|glsl     the code generator: Cg-style effect text (default) or a\n"
+                          "                     GLSL fragment shader\n"
+                          "  --target T         Cg only: 'plain' (default), the compact text compiled at\n"
+                          "                     run time, or 'annotated', the self-describing effect form\n"
+                          "  --shaders DIR      the effects directory (holds _utils.fx); default: the\n"
+                          "                     embedded resources/shaders/, or $QFFX_SHADERS_DIR\n"
+                          "  --definitions      print the name/value pairs handed to the compiler\n"
+                          "                     instead of the text, one NAME=VALUE a line\n"
+                          "\n"
+                          "Errors in the effect are printed as 'error: line N: MESSAGE' (exit status 1);\n"
+                          "an effect that cannot be read, or bad options, give exit status 2.\n";
 
 } // namespace
 
@@ -43,7 +42,8 @@ int runGenerate(const CommandArgs& args) {
     const std::string lang = parsed.value("--lang", "cg");
     const std::string target = parsed.value("--target", "plain");
     if (lang != "cg" && lang != "glsl") return usageError("generate", "unknown language '" + lang + "' (cg or glsl)");
-    if (target != "plain" && target != "annotated") return usageError("generate", "unknown target '" + target + "' (plain or annotated)");
+    if (target != "plain" && target != "annotated")
+        return usageError("generate", "unknown target '" + target + "' (plain or annotated)");
 
     const Ptr<iShaderCodeGenerator> generator =
         makeCodeGenerator(lang == "glsl" ? eShadingLanguageGLSL : eShadingLanguageCg, getShadersDir(),

@@ -37,27 +37,44 @@ ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionInfo> 
         if (name == kShaders.name) option = &kShaders;
         for (const OptionInfo& s : known)
             if (s.name == name) option = &s;
-        if (!option) { parsed.error = "unknown option " + name; return parsed; }
+        if (!option) {
+            parsed.error = "unknown option " + name;
+            return parsed;
+        }
         auto& slot = parsed.options[name];
-        if (!slot.empty() && !option->repeatable) { parsed.error = name + " given twice"; return parsed; }
+        if (!slot.empty() && !option->repeatable) {
+            parsed.error = name + " given twice";
+            return parsed;
+        }
         if (option->takesValue) {
             if (eq != std::string::npos) {
                 slot.push_back(a.substr(eq + 1));
             } else {
-                if (i + 1 >= args.size()) { parsed.error = name + " needs a value"; return parsed; }
+                if (i + 1 >= args.size()) {
+                    parsed.error = name + " needs a value";
+                    return parsed;
+                }
                 slot.push_back(args[++i]);
             }
-            if (slot.back().empty()) { parsed.error = name + " needs a value"; return parsed; }
+            if (slot.back().empty()) {
+                parsed.error = name + " needs a value";
+                return parsed;
+            }
         } else {
-            if (eq != std::string::npos) { parsed.error = name + " takes no value"; return parsed; }
+            if (eq != std::string::npos) {
+                parsed.error = name + " takes no value";
+                return parsed;
+            }
             slot.emplace_back();
         }
     }
     if (parsed.has("--shaders")) {
         const std::string dir = parsed.value("--shaders");
         std::error_code ec;
-        if (!std::filesystem::is_directory(dir, ec)) parsed.error = "--shaders: '" + dir + "' is not a directory";
-        else setShadersDir(fromUTF8(dir.c_str()));
+        if (!std::filesystem::is_directory(dir, ec))
+            parsed.error = "--shaders: '" + dir + "' is not a directory";
+        else
+            setShadersDir(fromUTF8(dir.c_str()));
     }
     return parsed;
 }

@@ -13,22 +13,21 @@
 
 namespace {
 
-const char* const kHelp =
-    "usage: qffx run EFFECT --in IN.png --out OUT.png [--input NAME=FILE.png]...\n"
-    "                [--set NAME=VALUE]... [--shaders DIR]\n"
-    "\n"
-    "Compiles EFFECT (an .fx file, or the name of an effect in the shaders\n"
-    "directory) and draws it over an image the size of IN.png.\n"
-    "\n"
-    "  --in IN.png            the picture bound to the effect's first input\n"
-    "  --out OUT.png          where the result is written (8 or 16 bits, as IN.png)\n"
-    "  --input NAME=FILE.png  the picture for another input (e.g. Mask=mask.png)\n"
-    "  --set NAME=VALUE       a parameter value: a number (float, int), true/false\n"
-    "                         (bool), or comma-separated numbers (float3, float4,\n"
-    "                         float3x3 with 9 numbers, rows in order)\n"
-    "\n"
-    "A 3D input without a file gets an identity look-up table. Exit status: 0 on\n"
-    "success, 1 when the effect does not compile, 2 for bad arguments or files.\n";
+const char* const kHelp = "usage: qffx run EFFECT --in IN.png --out OUT.png [--input NAME=FILE.png]...\n"
+                          "                [--set NAME=VALUE]... [--shaders DIR]\n"
+                          "\n"
+                          "Compiles EFFECT (an .fx file, or the name of an effect in the shaders\n"
+                          "directory) and draws it over an image the size of IN.png.\n"
+                          "\n"
+                          "  --in IN.png            the picture bound to the effect's first input\n"
+                          "  --out OUT.png          where the result is written (8 or 16 bits, as IN.png)\n"
+                          "  --input NAME=FILE.png  the picture for another input (e.g. Mask=mask.png)\n"
+                          "  --set NAME=VALUE       a parameter value: a number (float, int), true/false\n"
+                          "                         (bool), or comma-separated numbers (float3, float4,\n"
+                          "                         float3x3 with 9 numbers, rows in order)\n"
+                          "\n"
+                          "A 3D input without a file gets an identity look-up table. Exit status: 0 on\n"
+                          "success, 1 when the effect does not compile, 2 for bad arguments or files.\n";
 
 int fail(const std::string& message) { return failWith("run", message); }
 
@@ -94,8 +93,8 @@ int runRun(const CommandArgs& args) {
     for (const std::string& pair : parsed.values("--set")) {
         std::string name, value;
         if (!splitNameValue(pair, name, value)) return usageError("run", "--set takes NAME=VALUE, not '" + pair + "'");
-        const Ptr<iShaderParam> param = ShaderEffectInfo::isInternalParameter(name.c_str()) ? Ptr<iShaderParam>()
-                                                                                            : out.shader->getParam(name.c_str());
+        const Ptr<iShaderParam> param =
+            ShaderEffectInfo::isInternalParameter(name.c_str()) ? Ptr<iShaderParam>() : out.shader->getParam(name.c_str());
         if (!param) {
             std::string known;
             for (const Shader::Parameter& p : effect->getParams()) known += (known.empty() ? "" : ", ") + p.id.str();

@@ -63,7 +63,8 @@ void printEffectErrors(const ShaderEffectInfo& effect, const std::vector<ShaderE
     for (const auto& entry : effect.getProcessedSourceCode()) {
         const std::string_view v = entry.view();
         size_t start = 0;
-        for (size_t nl; (nl = v.find('\n', start)) != std::string_view::npos; start = nl + 1) lines.push_back(v.substr(start, nl - start));
+        for (size_t nl; (nl = v.find('\n', start)) != std::string_view::npos; start = nl + 1)
+            lines.push_back(v.substr(start, nl - start));
         lines.push_back(v.substr(start));
     }
     for (const ShaderError& e : errors) {

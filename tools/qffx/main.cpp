@@ -8,20 +8,19 @@
 
 namespace {
 
-const char* const kUsage =
-    "usage: qffx <command> [options]\n"
-    "\n"
-    "Commands:\n"
-    "  generate   read an effect file and print the shader text that compiling it\n"
-    "             would hand to the GPU service (Cg or GLSL)\n"
+const char* const kUsage = "usage: qffx <command> [options]\n"
+                           "\n"
+                           "Commands:\n"
+                           "  generate   read an effect file and print the shader text that compiling it\n"
+                           "             would hand to the GPU service (Cg or GLSL)\n"
 #ifdef QFFX_HAVE_PLATFORM
-    "  compile    compile an effect with the GPU service and report its errors\n"
-    "  run        run an effect on PNG images\n"
+                           "  compile    compile an effect with the GPU service and report its errors\n"
+                           "  run        run an effect on PNG images\n"
 #endif
-    "\n"
-    "Run 'qffx <command> --help' for the options of a command.\n"
-    "The effects directory is the embedded resources/shaders/ unless --shaders DIR\n"
-    "or the environment variable QFFX_SHADERS_DIR names another.\n";
+                           "\n"
+                           "Run 'qffx <command> --help' for the options of a command.\n"
+                           "The effects directory is the embedded resources/shaders/ unless --shaders DIR\n"
+                           "or the environment variable QFFX_SHADERS_DIR names another.\n";
 
 struct Command {
     std::string_view name;

@@ -45,7 +45,8 @@ std::vector<Candidate> candidateDisplays() {
                     const bool isSoftware = hasExtension(ext, "EGL_MESA_device_software");
                     EGLDisplay d = eglGetPlatformDisplay(EGL_PLATFORM_DEVICE_EXT, devices[size_t(i)], nullptr);
                     if (d == EGL_NO_DISPLAY) continue;
-                    (isSoftware ? software : hardware).push_back({d, (isSoftware ? "software EGL device " : "EGL device ") + std::to_string(i)});
+                    (isSoftware ? software : hardware)
+                        .push_back({d, (isSoftware ? "software EGL device " : "EGL device ") + std::to_string(i)});
                 }
             }
         }
@@ -107,9 +108,18 @@ std::unique_ptr<EglContext> EglContext::create(std::string& error) {
         const bool surfaceless = hasExtension(ext, "EGL_KHR_surfaceless_context");
         EGLConfig config = EGL_NO_CONFIG_KHR;
         if (!surfaceless || !hasExtension(ext, "EGL_KHR_no_config_context")) {
-            const EGLint wanted[] = {EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT,
-                                     EGL_SURFACE_TYPE, surfaceless ? 0 : EGL_PBUFFER_BIT,
-                                     EGL_RED_SIZE, 8, EGL_GREEN_SIZE, 8, EGL_BLUE_SIZE, 8, EGL_ALPHA_SIZE, 8,
+            const EGLint wanted[] = {EGL_RENDERABLE_TYPE,
+                                     EGL_OPENGL_BIT,
+                                     EGL_SURFACE_TYPE,
+                                     surfaceless ? 0 : EGL_PBUFFER_BIT,
+                                     EGL_RED_SIZE,
+                                     8,
+                                     EGL_GREEN_SIZE,
+                                     8,
+                                     EGL_BLUE_SIZE,
+                                     8,
+                                     EGL_ALPHA_SIZE,
+                                     8,
                                      EGL_NONE};
             EGLint n = 0;
             if (!eglChooseConfig(c.display, wanted, &config, 1, &n) || n < 1) {
@@ -117,9 +127,9 @@ std::unique_ptr<EglContext> EglContext::create(std::string& error) {
                 continue;
             }
         }
-        const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION, 4, EGL_CONTEXT_MINOR_VERSION, 5,
-                                     EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
-                                     EGL_NONE};
+        const EGLint attributes[] = {
+            EGL_CONTEXT_MAJOR_VERSION,           4,       EGL_CONTEXT_MINOR_VERSION, 5, EGL_CONTEXT_OPENGL_PROFILE_MASK,
+            EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT, EGL_NONE};
         EGLContext context = eglCreateContext(c.display, config, EGL_NO_CONTEXT, attributes);
         if (context == EGL_NO_CONTEXT) {
             fail(eglErrorText("eglCreateContext(OpenGL 4.5 core)"));

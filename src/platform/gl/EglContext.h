@@ -47,8 +47,8 @@ public:
 private:
     EglContext() = default;
 
-    void* m_display = nullptr;   // EGLDisplay
-    void* m_context = nullptr;   // EGLContext
-    void* m_surface = nullptr;   // EGLSurface, null when surfaceless
+    void* m_display = nullptr; // EGLDisplay
+    void* m_context = nullptr; // EGLContext
+    void* m_surface = nullptr; // EGLSurface, null when surfaceless
     std::string m_description;
 };

@@ -86,8 +86,7 @@ void GLContextLock::runPending() {
             // A posted job has no caller to report to; it must not stop the others.
             try {
                 job();
-            } catch (...) {
-            }
+            } catch (...) {}
         }
     }
 }

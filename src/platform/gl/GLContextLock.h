@@ -76,8 +76,8 @@ private:
     uint64_t m_nextTicket = 0; // guarded by m_mutex
     uint64_t m_serving = 0;    // guarded by m_mutex
     std::atomic<std::thread::id> m_owner{};
-    int m_depth = 0;              // owner only
-    EglContext::Saved m_saved{};  // owner only: the owner's previous EGL state
+    int m_depth = 0;             // owner only
+    EglContext::Saved m_saved{}; // owner only: the owner's previous EGL state
     std::mutex m_pendingMutex;
     std::vector<std::function<void()>> m_pending;
 };

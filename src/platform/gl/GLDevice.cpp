@@ -39,10 +39,10 @@ void main()
 
 GLenum wrapMode(iShaderEffectBase::eEdgeReadMode edge) {
     switch (edge) {
-        case iShaderEffectBase::Border: return GL_CLAMP_TO_BORDER;
-        case iShaderEffectBase::Mirror: return GL_MIRRORED_REPEAT;
-        case iShaderEffectBase::Wrap: return GL_REPEAT;
-        case iShaderEffectBase::ClampToEdge: break;
+    case iShaderEffectBase::Border: return GL_CLAMP_TO_BORDER;
+    case iShaderEffectBase::Mirror: return GL_MIRRORED_REPEAT;
+    case iShaderEffectBase::Wrap: return GL_REPEAT;
+    case iShaderEffectBase::ClampToEdge: break;
     }
     return GL_CLAMP_TO_EDGE;
 }

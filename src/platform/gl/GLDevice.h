@@ -15,8 +15,8 @@
 #include "host/GPUImage.h"
 #include "host/Ptr.h"
 #include "host/ShaderEffect.h"
-#include "platform/gl/GLFormats.h"
 #include "platform/gl/GLContextLock.h"
+#include "platform/gl/GLFormats.h"
 
 #include <memory>
 #include <string>
@@ -29,7 +29,9 @@ public:
     ~GLDevice() override;
 
     template <typename F>
-    auto run(F&& f) { return m_lock->run(std::forward<F>(f)); }
+    auto run(F&& f) {
+        return m_lock->run(std::forward<F>(f));
+    }
 
     void post(std::function<void()> job) { m_lock->post(std::move(job)); }
 

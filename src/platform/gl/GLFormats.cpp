@@ -3,10 +3,10 @@
 namespace {
 
 constexpr GLFormat kFormats[] = {
-    {GL_RGBA8, GL_UNSIGNED_BYTE, 4},    // eRGBA8
-    {GL_RGBA16, GL_UNSIGNED_SHORT, 8},  // eRGBA16
-    {GL_RGBA16F, GL_HALF_FLOAT, 8},     // eRGBA16F
-    {GL_RGBA32F, GL_FLOAT, 16},         // eRGBA32F
+    {GL_RGBA8, GL_UNSIGNED_BYTE, 4},   // eRGBA8
+    {GL_RGBA16, GL_UNSIGNED_SHORT, 8}, // eRGBA16
+    {GL_RGBA16F, GL_HALF_FLOAT, 8},    // eRGBA16F
+    {GL_RGBA32F, GL_FLOAT, 16},        // eRGBA32F
 };
 
 // Drains the error flags; true when there were none.

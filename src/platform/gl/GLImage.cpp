@@ -19,9 +19,8 @@ Ptr<GLImage> GLImage::create(const Ptr<GLDevice>& device, int width, int height,
 
     Ptr<GLImage> image(new GLImage(device, width, height, depth, is3D, format));
     GLImage* im = image.get();
-    im->m_texture = device->run([&] {
-        return is3D ? createTexture3D(width, height, depth, *f) : createTexture2D(width, height, *f);
-    });
+    im->m_texture =
+        device->run([&] { return is3D ? createTexture3D(width, height, depth, *f) : createTexture2D(width, height, *f); });
     if (!im->m_texture) return nullptr;
     return image;
 }
@@ -110,8 +109,7 @@ bool GLImage::readBack(void* texels, size_t rowStride) const {
                     packed.resize(n * row);
                     into = packed.data();
                 }
-                glGetTextureSubImage(m_texture, 0, 0, GLint(y), z, m_width, GLsizei(n), 1, GL_RGBA, f.type,
-                                     GLsizei(bytes), into);
+                glGetTextureSubImage(m_texture, 0, 0, GLint(y), z, m_width, GLsizei(n), 1, GL_RGBA, f.type, GLsizei(bytes), into);
                 if (repack)
                     for (size_t r = 0; r < n; ++r) std::memcpy(out + r * stride, packed.data() + r * row, row);
             }

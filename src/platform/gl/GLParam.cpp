@@ -7,13 +7,13 @@ GLParam::GLParam(const LightweightString<char>& name, GLenum glType, GLint locat
 
 iShaderParam::eType GLParam::typeOf(GLenum glType) {
     switch (glType) {
-        case GL_FLOAT: return eFloat;
-        case GL_BOOL: return eBool;
-        case GL_INT: return eInt;
-        case GL_FLOAT_VEC4: return eFloat4;
-        case GL_FLOAT_MAT3: return eFloat3x3;
-        case GL_FLOAT_VEC3: return eFloat3;
-        default: return eUnused;
+    case GL_FLOAT: return eFloat;
+    case GL_BOOL: return eBool;
+    case GL_INT: return eInt;
+    case GL_FLOAT_VEC4: return eFloat4;
+    case GL_FLOAT_MAT3: return eFloat3x3;
+    case GL_FLOAT_VEC3: return eFloat3;
+    default: return eUnused;
     }
 }
 
@@ -38,12 +38,12 @@ void GLParam::apply(GLuint program) {
     if (!m_pending) return;
     m_pending = false;
     switch (m_type) {
-        case eFloat: glProgramUniform1f(program, m_location, m_values[0]); break;
-        case eBool:
-        case eInt: glProgramUniform1i(program, m_location, m_integer); break;
-        case eFloat3: glProgramUniform3fv(program, m_location, 1, m_values); break;
-        case eFloat4: glProgramUniform4fv(program, m_location, 1, m_values); break;
-        case eFloat3x3: glProgramUniformMatrix3fv(program, m_location, 1, GL_TRUE, m_values); break;
-        case eUnused: break;
+    case eFloat: glProgramUniform1f(program, m_location, m_values[0]); break;
+    case eBool:
+    case eInt: glProgramUniform1i(program, m_location, m_integer); break;
+    case eFloat3: glProgramUniform3fv(program, m_location, 1, m_values); break;
+    case eFloat4: glProgramUniform4fv(program, m_location, 1, m_values); break;
+    case eFloat3x3: glProgramUniformMatrix3fv(program, m_location, 1, GL_TRUE, m_values); break;
+    case eUnused: break;
     }
 }

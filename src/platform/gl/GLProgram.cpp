@@ -21,9 +21,7 @@ std::string infoLog(GLuint object, bool isProgram) {
     return log;
 }
 
-bool isIdentifierChar(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-}
+bool isIdentifierChar(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_'; }
 
 // Where `name` is declared: its first appearance as a whole word on a line
 // that has "uniform" before it (comments may mention it earlier).
@@ -32,7 +30,8 @@ size_t declarationPlace(std::string_view source, std::string_view name) {
         const size_t end = at + name.size();
         if ((at > 0 && isIdentifierChar(source[at - 1])) || (end < source.size() && isIdentifierChar(source[end]))) continue;
         const size_t lineStart = source.rfind('\n', at);
-        const std::string_view before = source.substr(lineStart == std::string_view::npos ? 0 : lineStart, at - (lineStart == std::string_view::npos ? 0 : lineStart));
+        const std::string_view before = source.substr(lineStart == std::string_view::npos ? 0 : lineStart,
+                                                      at - (lineStart == std::string_view::npos ? 0 : lineStart));
         if (before.find("uniform") != std::string_view::npos && before.find("//") == std::string_view::npos) return at;
     }
     return std::string_view::npos;
@@ -121,15 +120,23 @@ GLProgramBuild buildProgram(GLuint vertexShader, const std::string& fragmentSour
 
 bool isSamplerType(GLenum type) {
     switch (type) {
-        case GL_SAMPLER_1D: case GL_SAMPLER_2D: case GL_SAMPLER_3D: case GL_SAMPLER_CUBE:
-        case GL_SAMPLER_1D_SHADOW: case GL_SAMPLER_2D_SHADOW: case GL_SAMPLER_1D_ARRAY:
-        case GL_SAMPLER_2D_ARRAY: case GL_SAMPLER_2D_RECT: case GL_SAMPLER_BUFFER:
-        case GL_SAMPLER_2D_MULTISAMPLE: case GL_SAMPLER_CUBE_MAP_ARRAY:
-        case GL_INT_SAMPLER_2D: case GL_INT_SAMPLER_3D: case GL_UNSIGNED_INT_SAMPLER_2D:
-        case GL_UNSIGNED_INT_SAMPLER_3D:
-            return true;
-        default:
-            return false;
+    case GL_SAMPLER_1D:
+    case GL_SAMPLER_2D:
+    case GL_SAMPLER_3D:
+    case GL_SAMPLER_CUBE:
+    case GL_SAMPLER_1D_SHADOW:
+    case GL_SAMPLER_2D_SHADOW:
+    case GL_SAMPLER_1D_ARRAY:
+    case GL_SAMPLER_2D_ARRAY:
+    case GL_SAMPLER_2D_RECT:
+    case GL_SAMPLER_BUFFER:
+    case GL_SAMPLER_2D_MULTISAMPLE:
+    case GL_SAMPLER_CUBE_MAP_ARRAY:
+    case GL_INT_SAMPLER_2D:
+    case GL_INT_SAMPLER_3D:
+    case GL_UNSIGNED_INT_SAMPLER_2D:
+    case GL_UNSIGNED_INT_SAMPLER_3D: return true;
+    default: return false;
     }
 }
 

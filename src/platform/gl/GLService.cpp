@@ -1,9 +1,9 @@
 #include "platform/gl/GLService.h"
 
-#include "host/Paths.h"
-#include "host/Strings.h"
 #include "host/Files.h"
+#include "host/Paths.h"
 #include "host/ShaderContract.h"
+#include "host/Strings.h"
 #include "platform/gl/GLImage.h"
 #include "platform/gl/GLProgram.h"
 #include "platform/gl/GLShaderEffect.h"
@@ -24,9 +24,11 @@ std::unique_ptr<GLService> GLService::create(std::string& error) {
     return std::unique_ptr<GLService>(new GLService(device));
 }
 
-ShaderCompilationOutput GLService::compileEffectFile(const LightweightString<wchar_t>& path, const ShaderDefinitions& definitions) {
+ShaderCompilationOutput GLService::compileEffectFile(const LightweightString<wchar_t>& path,
+                                                     const ShaderDefinitions& definitions) {
     std::string text, error;
-    if (!Files::readWholeFile(path, Files::kMaxTextFileBytes, text, error)) return failure("Cannot read the effect file " + error);
+    if (!Files::readWholeFile(path, Files::kMaxTextFileBytes, text, error))
+        return failure("Cannot read the effect file " + error);
     return compileEffectText(LightweightString<char>(text), definitions);
 }
 

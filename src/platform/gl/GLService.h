@@ -28,7 +28,8 @@ public:
     static std::unique_ptr<GLService> create(std::string& error);
 
     eShadingLanguage getShadingLanguage() const override { return eShadingLanguageGLSL; }
-    ShaderCompilationOutput compileEffectFile(const LightweightString<wchar_t>& path, const ShaderDefinitions& definitions) override;
+    ShaderCompilationOutput compileEffectFile(const LightweightString<wchar_t>& path,
+                                              const ShaderDefinitions& definitions) override;
     ShaderCompilationOutput compileEffectText(const LightweightString<char>& text, const ShaderDefinitions& definitions) override;
     Ptr<iGPUImage> createImage(XY<int> size, iGPUImage::eFormat format) override;
     Ptr<iGPUImage> create3DImage(int width, int height, int depth, iGPUImage::eFormat format) override;

@@ -5,7 +5,6 @@
 
 #include <map>
 
-
 Ptr<GLShaderEffect> GLShaderEffect::create(const Ptr<GLDevice>& device, GLProgramBuild&& build,
                                            const ShaderDefinitions& definitions, std::vector<ShaderError>& errors) {
     Ptr<GLShaderEffect> effect(new GLShaderEffect);
@@ -22,8 +21,8 @@ Ptr<GLShaderEffect> GLShaderEffect::create(const Ptr<GLDevice>& device, GLProgra
             const GLint unit = GLint(e.m_samplers.size());
             glProgramUniform1i(e.m_program, u.location, unit);
             const auto pass = passByName.find(u.name);
-            e.m_samplers.push_back({LightweightString<char>(u.name), unit, is3DSamplerType(u.type),
-                                   pass == passByName.end() ? -1 : pass->second});
+            e.m_samplers.push_back(
+                {LightweightString<char>(u.name), unit, is3DSamplerType(u.type), pass == passByName.end() ? -1 : pass->second});
             continue;
         }
         e.m_params.push_back(makePtr<GLParam>(LightweightString<char>(u.name), u.type, u.location));
@@ -130,8 +129,8 @@ bool GLShaderEffect::draw(const Ptr<iGPUImage>& target, const std::vector<Shader
 }
 
 void GLShaderEffect::writeSpecialParameters(int width, int height, const RenderContext& context) {
-    const float values[eSpecialCount] = {float(width), float(height), float(width) / float(height), context.progress,
-                                         context.fps, context.length, context.lengthFrames};
+    const float values[eSpecialCount] = {float(width), float(height),  float(width) / float(height), context.progress,
+                                         context.fps,  context.length, context.lengthFrames};
     for (int s = 0; s < eSpecialCount; ++s)
         if (m_special[size_t(s)] >= 0) glProgramUniform1f(m_program, m_special[size_t(s)], values[s]);
 }

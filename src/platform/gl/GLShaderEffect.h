@@ -46,8 +46,8 @@ class GLShaderEffect : public iShaderEffect {
 public:
     // Under the lock: takes over `build.program`. Null, with `errors` filled, when
     // the pass map is malformed (the program is then freed).
-    static Ptr<GLShaderEffect> create(const Ptr<GLDevice>& device, GLProgramBuild&& build,
-                                      const ShaderDefinitions& definitions, std::vector<ShaderError>& errors);
+    static Ptr<GLShaderEffect> create(const Ptr<GLDevice>& device, GLProgramBuild&& build, const ShaderDefinitions& definitions,
+                                      std::vector<ShaderError>& errors);
     ~GLShaderEffect() override;
 
     Ptr<iShaderParam> getParam(uint16_t index) const override;
@@ -92,7 +92,7 @@ private:
     Ptr<GLDevice> m_device;
     GLuint m_program = 0;
     std::vector<Ptr<GLParam>> m_params;
-    std::vector<Sampler> m_samplers;          // states guarded by m_mutex
+    std::vector<Sampler> m_samplers; // states guarded by m_mutex
     std::vector<Pass> m_passes;
     std::vector<std::vector<int>> m_techniques; // indices into m_passes, in order
     std::array<GLint, eSpecialCount> m_special{};

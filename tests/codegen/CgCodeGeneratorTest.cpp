@@ -23,9 +23,14 @@ Shader::Parameter param(iShaderParam::eType type, const char* id, const wchar_t*
                         const wchar_t* group = L"") {
     Shader::Parameter p(type, id, name, group);
     for (const auto& [key, value] : properties)
-        std::visit([&p, key = key](const auto& v) {
-            if constexpr (std::is_same_v<std::decay_t<decltype(v)>, int64_t>) p.properties.setInt(key, v); else p.properties.set(key, v);
-        }, value);
+        std::visit(
+            [&p, key = key](const auto& v) {
+                if constexpr (std::is_same_v<std::decay_t<decltype(v)>, int64_t>)
+                    p.properties.setInt(key, v);
+                else
+                    p.properties.set(key, v);
+            },
+            value);
     return p;
 }
 
@@ -45,12 +50,19 @@ protected:
 TEST_F(CgCodeGeneratorTest, HeaderCommentsIncludesAndTargets) {
     Shader::Header header{"Tint", "Colour", "Sub", "Notes", 0};
     EXPECT_EQ(plain.generate(header), (Lines{"#include \"/fx/_utils.fx\""}));
-    const Lines info{"#include \"/fx/_utils.fx\"", "", "int _QfrmEffectInfo", "<", "   string EffectGroup = \"GenericPixelShader\"; ",
-                     "   string Description = \"Tint\"; ", "   string Category = \"Colour\"; "};
-    const std::pair<uint32_t, Lines> cases[] = {{0, {}},
-                 {RotationAware | HasMaxOutputSize | HasMinOutputSize | ScaleAware,
-                  {"   bool ScaleAware = true;", "   bool HasMinOutputSize = true;", "   bool HasMaxOutputSize = true;", "   bool RotationAware = true;"}},
-                 {ScaleAware | RotationAware, {"   bool ScaleAware = true;", "   bool RotationAware = true;"}}};
+    const Lines info{"#include \"/fx/_utils.fx\"",
+                     "",
+                     "int _QfrmEffectInfo",
+                     "<",
+                     "   string EffectGroup = \"GenericPixelShader\"; ",
+                     "   string Description = \"Tint\"; ",
+                     "   string Category = \"Colour\"; "};
+    const std::pair<uint32_t, Lines> cases[] = {
+        {0, {}},
+        {RotationAware | HasMaxOutputSize | HasMinOutputSize | ScaleAware,
+         {"   bool ScaleAware = true;", "   bool HasMinOutputSize = true;", "   bool HasMaxOutputSize = true;",
+          "   bool RotationAware = true;"}},
+        {ScaleAware | RotationAware, {"   bool ScaleAware = true;", "   bool RotationAware = true;"}}};
     for (const auto& [caps, flags] : cases) {
         header.caps = caps;
         Lines expected = info;
@@ -63,7 +75,8 @@ TEST_F(CgCodeGeneratorTest, HeaderCommentsIncludesAndTargets) {
     setShadersDir(L"/other dir");
     EXPECT_EQ(plain.generate(header), (Lines{"#include \"/fx/_utils.fx\""}));
     EXPECT_EQ(CgCodeGenerator().generate(header), (Lines{"#include \"/other dir/_utils.fx\""}));
-    EXPECT_EQ(CgCodeGenerator(CgCodeGenerator::eTargetPlain, L"/given/").generate(header), (Lines{"#include \"/given/_utils.fx\""}));
+    EXPECT_EQ(CgCodeGenerator(CgCodeGenerator::eTargetPlain, L"/given/").generate(header),
+              (Lines{"#include \"/given/_utils.fx\""}));
 
     // Through the interface, for both targets: code unchanged, comments blank, includes gone.
     for (const auto target : {CgCodeGenerator::eTargetPlain, CgCodeGenerator::eTargetAnnotated}) {
@@ -80,17 +93,19 @@ TEST_F(CgCodeGeneratorTest, HeaderCommentsIncludesAndTargets) {
 
 TEST_F(CgCodeGeneratorTest, InputsPlainAndAnnotated) {
     const Shader::Input input{"_Input", "Input"};
-    EXPECT_EQ(plain.generate(input), (Lines{
-        "texture _Input; sampler Input = sampler_state { Texture = <_Input>; AddressU=ClampToEdge; AddressV=ClampToEdge; "
-        "MinFilter=Linear; MagFilter=Linear; };"}));
+    EXPECT_EQ(
+        plain.generate(input),
+        (Lines{"texture _Input; sampler Input = sampler_state { Texture = <_Input>; AddressU=ClampToEdge; AddressV=ClampToEdge; "
+               "MinFilter=Linear; MagFilter=Linear; };"}));
     EXPECT_EQ(annotated.generate(input),
-              (Lines{"texture Input;", "sampler InputSampler = sampler_state", "{", "   Texture = <Input>;", "   AddressU = ClampToEdge;",
-                     "   AddressV = ClampToEdge;", "   MinFilter = Linear;", "   MagFilter = Linear;", "};", "#define Input InputSampler"}));
+              (Lines{"texture Input;", "sampler InputSampler = sampler_state", "{", "   Texture = <Input>;",
+                     "   AddressU = ClampToEdge;", "   AddressV = ClampToEdge;", "   MinFilter = Linear;",
+                     "   MagFilter = Linear;", "};", "#define Input InputSampler"}));
 
     // A LUT volume is 3D only in the plain form; a mask is written like any input.
     const Shader::Input lut{"_Lut", "Lut", iShaderEffectBase::Point, iShaderEffectBase::Wrap, Shader::Input::e3D, true};
-    EXPECT_EQ(plain.generate(lut), (Lines{
-        "texture _Lut; sampler3D Lut = sampler_state { Texture = <_Lut>; AddressU=Wrap; AddressV=Wrap; MinFilter=Point; MagFilter=Point; };"}));
+    EXPECT_EQ(plain.generate(lut), (Lines{"texture _Lut; sampler3D Lut = sampler_state { Texture = <_Lut>; AddressU=Wrap; "
+                                          "AddressV=Wrap; MinFilter=Point; MagFilter=Point; };"}));
     EXPECT_EQ(annotated.generate(lut),
               (Lines{"texture Lut;", "sampler LutSampler = sampler_state", "{", "   Texture = <Lut>;", "   AddressU = Wrap;",
                      "   AddressV = Wrap;", "   MinFilter = Point;", "   MagFilter = Point;", "};", "#define Lut LutSampler"}));
@@ -109,24 +124,35 @@ TEST_F(CgCodeGeneratorTest, ParametersOfEveryTypePlainAndAnnotated) {
           "   float KF1 = 1;", "> = 0.5;", ""}},
         // Five places; group and flags when present (not the "group" property); no key frames unless animated.
         {param(eFloat, "Gain", L"Gain, in \u00B0",
-               {{"default", 0.123456}, {"flags", Text("Hidden")}, {"group", Text("ignored")}, {"min", -1.0}, {"animated", int64_t(0)}}, L"Levels"),
+               {{"default", 0.123456},
+                {"flags", Text("Hidden")},
+                {"group", Text("ignored")},
+                {"min", -1.0},
+                {"animated", int64_t(0)}},
+               L"Levels"),
          {"", "float Gain = 0.12346;"},
-         {"", "float Gain", "<", described("Gain, in \xC2\xB0"), "   string Group = \"Levels\"; ", "   string Flags = \"Hidden\"; ",
-          "   float MinVal = -1;", "   float MaxVal = 1;", "> = 0.12346;", ""}},
+         {"", "float Gain", "<", described("Gain, in \xC2\xB0"), "   string Group = \"Levels\"; ",
+          "   string Flags = \"Hidden\"; ", "   float MinVal = -1;", "   float MaxVal = 1;", "> = 0.12346;", ""}},
         // Display names beginning with "_" get no block; an empty one still does.
         {param(eFloat, "_x", L"_hidden", {{"max", 2.0}}), {"", "float _x = 0;"}, {"", "float _x = 0;", ""}},
         {param(eBool, "b", L""), {"", "bool b = false;"}, {"", "bool b", "<", described(""), "> = false;", ""}},
-        {param(eBool, "Invert", L"Invert", {{"default", true}}), {"", "bool Invert = true;"},
+        {param(eBool, "Invert", L"Invert", {{"default", true}}),
+         {"", "bool Invert = true;"},
          {"", "bool Invert", "<", described("Invert"), "> = true;", ""}},
-        {param(eInt, "Mode", L"Mode"), {"", "int Mode = 0;"},
+        {param(eInt, "Mode", L"Mode"),
+         {"", "int Mode = 0;"},
          {"", "int Mode", "<", described("Mode"), "   string Enum = \"\"; ", "> = 0;", ""}},
-        {param(eInt, "Mode", L"Mode", {{"default", int64_t(-2)}, {"choices", Text("Fast,Best")}}), {"", "int Mode = -2;"},
+        {param(eInt, "Mode", L"Mode", {{"default", int64_t(-2)}, {"choices", Text("Fast,Best")}}),
+         {"", "int Mode = -2;"},
          {"", "int Mode", "<", described("Mode"), "   string Enum = \"Fast,Best\"; ", "> = -2;", ""}},
-        {param(eFloat4, "Colour", L"Colour"), {"", "float4 Colour = { 0,0,0,1 };"},
+        {param(eFloat4, "Colour", L"Colour"),
+         {"", "float4 Colour = { 0,0,0,1 };"},
          {"", "float4 Colour", "<", described("Colour"), "   bool SupportsAlpha = false;", "> = { 0,0,0,1 };", ""}},
-        {param(eFloat4, "Tint", L"Tint", {{"c1", 0.5}, {"c2", 0.25}, {"c3", 1.0}, {"alpha", 0.0}}), {"", "float4 Tint = { 0.5,0.25,1,0 };"},
+        {param(eFloat4, "Tint", L"Tint", {{"c1", 0.5}, {"c2", 0.25}, {"c3", 1.0}, {"alpha", 0.0}}),
+         {"", "float4 Tint = { 0.5,0.25,1,0 };"},
          {"", "float4 Tint", "<", described("Tint"), "   bool SupportsAlpha = true;", "> = { 0.5,0.25,1,0 };", ""}},
-        {param(eFloat3x3, "Matrix", L"Matrix", {{"default", 1.0}}), {"", "float3x3 Matrix;"},
+        {param(eFloat3x3, "Matrix", L"Matrix", {{"default", 1.0}}),
+         {"", "float3x3 Matrix;"},
          {"", "float3x3 Matrix", "<", described("Matrix"), ">;", ""}},
         {param(eFloat3, "Offset", L"Offset"), {"", "float3 Offset;"}, {"", "float3 Offset", "<", described("Offset"), ">;", ""}},
     };
@@ -139,9 +165,10 @@ TEST_F(CgCodeGeneratorTest, ParametersOfEveryTypePlainAndAnnotated) {
 TEST_F(CgCodeGeneratorTest, PassSignaturesAndTechniqueBlocks) {
     const Shader::Function a = pass("A");
     EXPECT_EQ(plain.generate(a, false), (Lines{Text("float4 A") + kCoordinates}));
-    EXPECT_EQ(plain.generate(a, true), (Lines{
-        "texture _A : RenderColorTarget; sampler A = sampler_state { Texture = <_A>; AddressU=ClampToEdge; AddressV=ClampToEdge; "
-        "MinFilter=Linear; MagFilter=Linear; };float4 A_pass" + Text(kCoordinates)}));
+    EXPECT_EQ(plain.generate(a, true), (Lines{"texture _A : RenderColorTarget; sampler A = sampler_state { Texture = <_A>; "
+                                              "AddressU=ClampToEdge; AddressV=ClampToEdge; "
+                                              "MinFilter=Linear; MagFilter=Linear; };float4 A_pass" +
+                                              Text(kCoordinates)}));
     EXPECT_EQ(annotated.generate(a, true), plain.generate(a, true));
 
     using Techniques = std::vector<Shader::Technique>;

@@ -9,7 +9,10 @@ TEST(CriticalSection, IsRecursiveAndExcludesOtherThreads) {
     CriticalSection cs;
     const auto otherThreadGets = [&] {
         bool got = false;
-        std::thread([&] { got = cs.tryEnter(); if (got) cs.leave(); }).join();
+        std::thread([&] {
+            got = cs.tryEnter();
+            if (got) cs.leave();
+        }).join();
         return got;
     };
     cs.enter();

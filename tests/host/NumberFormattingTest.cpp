@@ -14,15 +14,17 @@ TEST(WStringFromFloat, PlacesTrimmingAndRounding) {
         bool trim;
         const wchar_t* text;
     } cases[] = {
-        {0.5, 5, true, L"0.5"}, {1, 5, true, L"1"}, {0.123456, 5, true, L"0.12346"},
-        {100, 5, true, L"100"}, // zeros before the point stay
-        {10.10, 5, true, L"10.1"}, {1e20, 5, true, L"100000000000000000000"}, {-2.5, 5, true, L"-2.5"},
-        {0.999999, 5, true, L"1"}, {1e-6, 5, true, L"0"},
-        {-0.000001, 5, true, L"0"}, {-0.0, 5, true, L"0"}, {-0.000001, 5, false, L"0.00000"}, // never "-0"
-        {0.5, 5, false, L"0.50000"}, {2.345, 0, true, L"2"},
+        {0.5, 5, true, L"0.5"},          {1, 5, true, L"1"},
+        {0.123456, 5, true, L"0.12346"}, {100, 5, true, L"100"}, // zeros before the point stay
+        {10.10, 5, true, L"10.1"},       {1e20, 5, true, L"100000000000000000000"},
+        {-2.5, 5, true, L"-2.5"},        {0.999999, 5, true, L"1"},
+        {1e-6, 5, true, L"0"},           {-0.000001, 5, true, L"0"},
+        {-0.0, 5, true, L"0"},           {-0.000001, 5, false, L"0.00000"}, // never "-0"
+        {0.5, 5, false, L"0.50000"},     {2.345, 0, true, L"2"},
         {1.25, 1, true, L"1.2"}, // 1.25 is exact: ties go to even
     };
-    for (const auto& c : cases) EXPECT_EQ(Qf::WStringFromFloat(c.value, char(c.places), c.trim), c.text) << c.value << " " << c.places;
+    for (const auto& c : cases)
+        EXPECT_EQ(Qf::WStringFromFloat(c.value, char(c.places), c.trim), c.text) << c.value << " " << c.places;
 }
 
 TEST(StringFromFloat, ShortestTextThatReadsBack) {
@@ -33,18 +35,40 @@ TEST(StringFromFloat, ShortestTextThatReadsBack) {
 
 TEST(DecimalText, LongestLeadingNumberOfAnyLengthAndDecimalOnly) {
     const std::string longFraction = "0." + std::string(300, '0') + "1"; // 1e-301, past any fixed buffer
-    const std::string longWhole = "1" + std::string(400, '0');          // beyond a double: infinity
+    const std::string longWhole = "1" + std::string(400, '0');           // beyond a double: infinity
     const std::pair<std::string, double> reals[] = {
-        {"0.5", 0.5}, {"  -2.5e1xyz", -25}, {"+.5", 0.5}, {"5.", 5}, {"1e", 1}, {"1e+", 1}, {"2E-2", 0.02},
-        {"0.25abc", 0.25}, {longFraction, 1e-301}, {longWhole, HUGE_VAL}, {"-" + longWhole, -HUGE_VAL},
+        {"0.5", 0.5},
+        {"  -2.5e1xyz", -25},
+        {"+.5", 0.5},
+        {"5.", 5},
+        {"1e", 1},
+        {"1e+", 1},
+        {"2E-2", 0.02},
+        {"0.25abc", 0.25},
+        {longFraction, 1e-301},
+        {longWhole, HUGE_VAL},
+        {"-" + longWhole, -HUGE_VAL},
         // Not numbers here: hexadecimal, infinities and NaN words, a lone sign or point.
-        {"0x1p3", 0}, {"inf", 0}, {"nan", 0}, {"-", 0}, {".", 0}, {"", 0}, {"x1", 0},
+        {"0x1p3", 0},
+        {"inf", 0},
+        {"nan", 0},
+        {"-", 0},
+        {".", 0},
+        {"", 0},
+        {"x1", 0},
     };
     for (const auto& [text, value] : reals) EXPECT_EQ(doubleFromString(text), value) << text;
 
     const std::pair<std::string, int64_t> wholes[] = {
-        {"42", 42}, {"42.9", 42}, {" -7", -7}, {"+3", 3}, {"x", 0}, {"", 0},
-        {std::string(30, '9'), INT64_MAX}, {"-" + std::string(30, '9'), INT64_MIN}, {"123456789012", 123456789012},
+        {"42", 42},
+        {"42.9", 42},
+        {" -7", -7},
+        {"+3", 3},
+        {"x", 0},
+        {"", 0},
+        {std::string(30, '9'), INT64_MAX},
+        {"-" + std::string(30, '9'), INT64_MIN},
+        {"123456789012", 123456789012},
     };
     for (const auto& [text, value] : wholes) EXPECT_EQ(integerFromString(text), value) << text;
 }

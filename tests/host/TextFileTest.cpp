@@ -1,7 +1,7 @@
+#include "host/TextFile.h"
 #include "host/CodeParsingUtils.h"
 #include "host/Files.h"
 #include "host/Strings.h"
-#include "host/TextFile.h"
 
 #include <gtest/gtest.h>
 
@@ -13,13 +13,20 @@ using Text = LightweightString<char>;
 using Lines = std::vector<Text>;
 
 TEST(TextFile, SplitsLinesAtEveryLineEndAndTellsMissingFromEmpty) {
-    const std::pair<const char*, Lines> cases[] = {
-        {"a\r\nb\r\n", {"a", "b"}}, {"a\nb", {"a", "b"}}, {"a\n\n\nb\n", {"a", "", "", "b"}},
-        {"\n", {""}}, {"", {}},
-        // Old Mac files end lines with a lone CR; CR CR LF is an empty line between.
-        {"x\ry\n", {"x", "y"}}, {"a\rb\r", {"a", "b"}}, {"a\r\r\nb", {"a", "", "b"}},
-        // A byte-order mark is not text of the first line; elsewhere it is.
-        {"\xEF\xBB\xBF" "DeclarePass(A)\n", {"DeclarePass(A)"}}, {"a\n\xEF\xBB\xBF", {"a", "\xEF\xBB\xBF"}}};
+    const std::pair<const char*, Lines> cases[] = {{"a\r\nb\r\n", {"a", "b"}},
+                                                   {"a\nb", {"a", "b"}},
+                                                   {"a\n\n\nb\n", {"a", "", "", "b"}},
+                                                   {"\n", {""}},
+                                                   {"", {}},
+                                                   // Old Mac files end lines with a lone CR; CR CR LF is an empty line between.
+                                                   {"x\ry\n", {"x", "y"}},
+                                                   {"a\rb\r", {"a", "b"}},
+                                                   {"a\r\r\nb", {"a", "", "b"}},
+                                                   // A byte-order mark is not text of the first line; elsewhere it is.
+                                                   {"\xEF\xBB\xBF"
+                                                    "DeclarePass(A)\n",
+                                                    {"DeclarePass(A)"}},
+                                                   {"a\n\xEF\xBB\xBF", {"a", "\xEF\xBB\xBF"}}};
     for (const auto& [text, lines] : cases) EXPECT_EQ(TextFile::fromText(text).lines(), lines) << text;
 
     const auto dir = std::filesystem::temp_directory_path() / ("qffx_textfile_" + std::to_string(::getpid()));
@@ -50,15 +57,21 @@ TEST(TextFile, SplitsLinesAtEveryLineEndAndTellsMissingFromEmpty) {
 
 TEST(DeclarationSplitter, SplitsAtTopLevelCommasOnly) {
     const std::pair<const char*, Lines> cases[] = {
-        {"", {}}, {"DeclareEntryPoint", {}}, {"DeclareEntryPoint()", {}}, {"DeclareEntryPoint( )", {}},
+        {"", {}},
+        {"DeclareEntryPoint", {}},
+        {"DeclareEntryPoint()", {}},
+        {"DeclareEntryPoint( )", {}},
         {"DeclarePass( Name )", {"Name"}},
         {"DeclareFloatParam( Amount, \"Amount, in %\", kNoGroup, 0.5, f(1,2), g((a,b),c) )",
          {"Amount", "\"Amount, in %\"", "kNoGroup", "0.5", "f(1,2)", "g((a,b),c)"}},
         {"D(\"a)b\", \"(\", c)", {"\"a)b\"", "\"(\"", "c"}}, // quoted parentheses open and close nothing
         {"D(\t a \t,  b  )", {"a", "b"}},
-        {"D(a,)", {"a", ""}}, {"D(,)", {"", ""}}, {"D( , b)", {"", "b"}}, // empty arguments count
-        {"D(a, b) // (c, d)", {"a", "b"}},                            // text after the list is ignored
-        {"D( a, b  ", {"a", "b"}}, {"D( a, f(b, c", {"a", "f(b, c"}}, // a missing ")" runs to the end
+        {"D(a,)", {"a", ""}},
+        {"D(,)", {"", ""}},
+        {"D( , b)", {"", "b"}},            // empty arguments count
+        {"D(a, b) // (c, d)", {"a", "b"}}, // text after the list is ignored
+        {"D( a, b  ", {"a", "b"}},
+        {"D( a, f(b, c", {"a", "f(b, c"}}, // a missing ")" runs to the end
     };
     for (const auto& [line, arguments] : cases) EXPECT_EQ(CodeParsingUtils::extractDeclarationArguments(line), arguments) << line;
 }

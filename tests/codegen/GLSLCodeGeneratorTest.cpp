@@ -44,8 +44,16 @@ TEST(GLSLCodeGenerator, DeclarationsAndSignaturesAreOneLineEach) {
 
     // Float defaults are always valid GLSL float literals.
     const std::pair<double, const char*> literals[] = {
-        {0.5, "0.5"}, {1, "1"}, {-2, "-2"}, {0, "0"}, {2147483647, "2147483647"}, {2147483648.0, "2147483648.0"},
-        {123456789012.0, "123456789012.0"}, {-123456789012.0, "-123456789012.0"}, {1e20, "1e+20"}, {1.5e-7, "1.5e-07"},
+        {0.5, "0.5"},
+        {1, "1"},
+        {-2, "-2"},
+        {0, "0"},
+        {2147483647, "2147483647"},
+        {2147483648.0, "2147483648.0"},
+        {123456789012.0, "123456789012.0"},
+        {-123456789012.0, "-123456789012.0"},
+        {1e20, "1e+20"},
+        {1.5e-7, "1.5e-07"},
     };
     for (const auto& [value, text] : literals) EXPECT_EQ(GLSLCodeGenerator::floatLiteral(value), text) << value;
 
@@ -79,11 +87,13 @@ TEST(GLSLCodeGenerator, MainIsDirectForOnePassAndASwitchOtherwise) {
           "   }\n}"},
          {{"A", "_T0_P0"}, {"B", "_T0_P1"}}},
         {{{{pass("C")}}, {{pass("D")}}},
-         {"uniform int _passCount0=1;uniform int _passCount1=1;uniform int _entryPoint=0;\nvoid main()\n{\n   switch ( _entryPoint )\n   {\n"
+         {"uniform int _passCount0=1;uniform int _passCount1=1;uniform int _entryPoint=0;\nvoid main()\n{\n   switch ( "
+          "_entryPoint )\n   {\n"
           "      case 0: FragColor = C_pass(); break;\n      case 1: FragColor = D_pass(); break;\n   }\n}"},
          {{"C", "_T0_P0"}, {"D", "_T1_P0"}}},
         {{{}, {{pass("E"), pass("F")}}},
-         {"uniform int _passCount0=0;uniform int _passCount1=2;uniform int _entryPoint=0;\nvoid main()\n{\n   switch ( _entryPoint )\n   {\n"
+         {"uniform int _passCount0=0;uniform int _passCount1=2;uniform int _entryPoint=0;\nvoid main()\n{\n   switch ( "
+          "_entryPoint )\n   {\n"
           "      case 0: FragColor = E_pass(); break;\n      case 1: FragColor = F_pass(); break;\n   }\n}"},
          {{"E", "_T1_P0"}, {"F", "_T1_P1"}}},
     };
@@ -105,8 +115,12 @@ TEST(GLSLCodeGenerator, ArrayInitialisersAreRewritten) {
         {"float k[2] = {1,2};", "float k[2] = float[]( ,2 );"},
         {"float k[1] = {};", "float k[1] = float[](  );"},
         // Anything else passes through unchanged.
-        {"float x = 1.0;", nullptr}, {"float k[2] ={ 1, 2 };", nullptr}, {"float k[2] = { 1, 2 }", nullptr},
-        {"float k[2] = {", nullptr}, {"", nullptr}, {"}; ] = {", nullptr},
+        {"float x = 1.0;", nullptr},
+        {"float k[2] ={ 1, 2 };", nullptr},
+        {"float k[2] = { 1, 2 }", nullptr},
+        {"float k[2] = {", nullptr},
+        {"", nullptr},
+        {"}; ] = {", nullptr},
     };
     for (const auto& [line, rewritten] : cases) EXPECT_EQ(glsl.generate(Text(line)), (Lines{rewritten ? rewritten : line}));
 }
