@@ -229,6 +229,19 @@ TEST_F(GLEffectTest, CompileErrorCarriesTheDriversMessageAndTheGeneratedLine) {
     EXPECT_EQ(m_gpu->compileEffectFile(L"/nonexistent/effect.glsl", {}).errors.size(), 1u);
 }
 
+// An expression deep enough to overflow an ordinary thread's stack inside the
+// driver's compiler compiles (or fails) on the service's own large stack.
+TEST_F(GLEffectTest, DeeplyNestedExpressionsDoNotOverflowTheCompilersStack) {
+    std::string sum = "0.0";
+    for (int i = 0; i < 20000; ++i) sum += "+1.0";
+    std::vector<ShaderError> errors;
+    const Ptr<iShaderEffect> effect = compileEffectText(
+        "DeclareQuillframeEffect( Deep, T, T, kNoNotes, kNoFlags )\nDeclareEntryPoint( Sum )\n{\n   float s = " + sum +
+            ";\n   return float4( s, s, s, 1.0 );\n}\n",
+        &errors);
+    EXPECT_TRUE(effect) << (errors.empty() ? "" : errors[0].message.c_str());
+}
+
 // Every effect shipped in resources/shaders (not starting with "_") compiles
 // for real as GLSL and reads without errors as Cg text.
 TEST_F(GLEffectTest, EveryShippedEffectCompilesAsGLSLAndReadsAsCg) {

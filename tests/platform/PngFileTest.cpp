@@ -83,3 +83,41 @@ TEST(PngFile, MissingForeignAndTruncatedFilesGiveMessagesNotImages) {
 }
 
 } // namespace
+
+namespace {
+
+uint32_t crc32(const std::string& bytes) {
+    uint32_t crc = 0xFFFFFFFFu;
+    for (unsigned char b : bytes) {
+        crc ^= b;
+        for (int k = 0; k < 8; ++k) crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+std::string bigEndian(uint32_t v) { return {char(v >> 24), char(v >> 16), char(v >> 8), char(v)}; }
+
+// A chunk whose length field may claim more than the data it carries.
+std::string chunk(const std::string& kind, const std::string& data, uint32_t claimedLength) {
+    return bigEndian(claimedLength) + kind + data + bigEndian(crc32(kind + data));
+}
+
+std::string header(uint32_t width, uint32_t height) {
+    return "\x89PNG\r\n\x1a\n" + chunk("IHDR", bigEndian(width) + bigEndian(height) + std::string("\x08\x06\0\0\0", 5), 13);
+}
+
+} // namespace
+
+// Headers that lie about sizes are refused before the memory they claim is taken.
+TEST(PngFile, LyingHeadersAreRefusedBeforeTheirMemoryIsTaken) {
+    const std::string tinyData = chunk("IDAT", std::string("\x78\x9c\x03\x00\x00\x00\x00\x01", 8), 8);
+    const std::string huge = header(32768, 16384) + tinyData + chunk("IEND", "", 0);
+    std::string error;
+    EXPECT_FALSE(PngFile::decode(huge.data(), huge.size(), error));
+    EXPECT_EQ(error, "PNG data: the file is too small to hold the picture its header describes");
+
+    const std::string text = header(1, 1) + chunk("tEXt", "Comment\0x", 0x7FFFFFF0u) + tinyData + chunk("IEND", "", 0);
+    error.clear();
+    EXPECT_FALSE(PngFile::decode(text.data(), text.size(), error));
+    EXPECT_EQ(error, "PNG data: a chunk is larger than any picture needs (tEXt: chunk data is too large)");
+}

@@ -34,6 +34,8 @@ public:
     }
 
     void post(std::function<void()> job) { m_lock->post(std::move(job)); }
+    // Whether the calling thread holds the context lock now.
+    bool isHeldHere() const { return m_lock->isHeldHere(); }
 
     const std::string& description() const { return m_description; }
     int maxTextureSize() const { return m_maxTextureSize; }

@@ -7,6 +7,7 @@
 #include "platform/gl/GLImage.h"
 #include "platform/gl/GLProgram.h"
 #include "platform/gl/GLShaderEffect.h"
+#include "platform/posix/LargeStack.h"
 
 namespace {
 
@@ -38,20 +39,31 @@ ShaderCompilationOutput GLService::compileEffectText(const LightweightString<cha
         return failure("Cannot read the shader helpers " + error);
     const std::string source = assembleFragmentSource(utils, text.view());
 
-    return m_device->run([&] {
-        ShaderCompilationOutput out;
-        GLProgramBuild build = buildProgram(m_device->vertexShader(), source);
-        if (!build.program) {
-            out.errors = std::move(build.errors);
-            return out;
-        }
-        Ptr<GLShaderEffect> effect = GLShaderEffect::create(m_device, std::move(build), definitions, out.errors);
-        if (effect) {
-            effect->prime();
-            out.shader = effect;
-        }
-        return out;
-    });
+    // The driver's compiler (and its work at the priming draw) may recurse
+    // deeply: it runs on a thread with a large stack. A caller that holds the
+    // context already cannot hand it over, and compiles where it is.
+    ShaderCompilationOutput out;
+    auto compile = [&] {
+        out = m_device->run([&] {
+            ShaderCompilationOutput result;
+            GLProgramBuild build = buildProgram(m_device->vertexShader(), source);
+            if (!build.program) {
+                result.errors = std::move(build.errors);
+                return result;
+            }
+            Ptr<GLShaderEffect> effect = GLShaderEffect::create(m_device, std::move(build), definitions, result.errors);
+            if (effect) {
+                effect->prime();
+                result.shader = effect;
+            }
+            return result;
+        });
+    };
+    if (m_device->isHeldHere())
+        compile();
+    else
+        runOnLargeStack(compile);
+    return out;
 }
 
 Ptr<iGPUImage> GLService::createImage(XY<int> size, iGPUImage::eFormat format) {

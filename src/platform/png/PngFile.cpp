@@ -22,6 +22,8 @@
 namespace {
 
 constexpr bool kLittleEndian = std::endian::native == std::endian::little;
+constexpr png_alloc_size_t kMaxChunkBytes = png_alloc_size_t(8) << 20;
+constexpr uint64_t kMaxDeflateRatio = 1032;
 
 struct Coder {
     png_structp png = nullptr;
@@ -59,6 +61,9 @@ void setMessage(Coder* c, const char* text) {
 void onWarning(png_structp png, png_const_charp text) {
     auto* c = static_cast<Coder*>(png_get_error_ptr(png));
     if (!c->warning[0] && text) std::snprintf(c->warning, sizeof c->warning, "%s", text);
+    // libpng only warns about an ancillary chunk past the size limit, and
+    // then allocates it anyway: stop there instead.
+    if (text && std::strstr(text, "chunk data is too large")) png_error(png, "a chunk is larger than any picture needs");
 }
 
 void readData(png_structp png, png_bytep out, size_t length) {
@@ -87,11 +92,19 @@ bool runDecoder(Coder* c) {
 
     png_set_read_fn(c->png, c, readData);
     png_set_user_limits(c->png, HostImage::kMaxDimension, HostImage::kMaxDimension);
+    // Text and other ancillary chunks may claim any size: none we keep needs more.
+    png_set_chunk_malloc_max(c->png, kMaxChunkBytes);
     png_read_info(c->png, c->info);
 
     const png_uint_32 width = png_get_image_width(c->png, c->info);
     const png_uint_32 height = png_get_image_height(c->png, c->info);
     const int depth = png_get_bit_depth(c->png, c->info);
+    // Deflate packs at most about 1032 bytes into one: a header that claims
+    // more pixels than the file's bytes can hold is refused before the
+    // picture's memory is taken.
+    const uint64_t storedBytes = uint64_t(height) * (png_get_rowbytes(c->png, c->info) + 1);
+    if (storedBytes > uint64_t(c->inputSize) * kMaxDeflateRatio + 65536)
+        png_error(c->png, "the file is too small to hold the picture its header describes");
     const int colourType = png_get_color_type(c->png, c->info);
     const bool hasTransparency = png_get_valid(c->png, c->info, PNG_INFO_tRNS) != 0;
 
