@@ -10,6 +10,7 @@ for target in build-fuzz/fuzz/fuzz_*; do
     name=$(basename "$target")
     case "$name" in
         fuzz_effect_reader) seeds=(resources/shaders tests/data/golden tests/data/gl) ;;
+        fuzz_cube_reader) seeds=(tests/data/luts resources/luts) ;;
         *) seeds=() ;;
     esac
     work=$(mktemp -d)

@@ -81,6 +81,20 @@ private:
     std::vector<uint8_t> m_pixels;
 };
 
+// How a 3D image used as a look-up table is addressed: a colour c reaches
+// the lattice coordinate c * inScale + inOffset (0..1 spans the lattice, per
+// channel, clamped), and a value v read from the lattice stands for
+// v * outScale + outOffset. Identity for plain volumes; CubeLUT sets it from
+// a file's domain and video-range tags, which are affine and so travel as
+// these few numbers instead of resampled data.
+struct LUTMapping {
+    std::array<float, 3> inScale{1, 1, 1};
+    std::array<float, 3> inOffset{0, 0, 0};
+    float outScale = 1;
+    float outOffset = 0;
+    friend bool operator==(const LUTMapping&, const LUTMapping&) = default;
+};
+
 class HostImage3D : public iObject {
 public:
     static constexpr int kMaxDimension = 1024;
@@ -108,6 +122,9 @@ public:
     bool readBackFrom(const iGPUImage& image);
     Ptr<iGPUImage> createGPUImage(iGPUService& gpu, iGPUImage::eFormat format = iGPUImage::eRGBA32F) const;
 
+    const LUTMapping& getLUTMapping() const { return m_lutMapping; }
+    void setLUTMapping(const LUTMapping& mapping) { m_lutMapping = mapping; }
+
 private:
     HostImage3D(int width, int height, int depth, int channels);
     size_t index(int x, int y, int z) const {
@@ -120,4 +137,5 @@ private:
     int m_depth;
     int m_channels;
     std::vector<float> m_values;
+    LUTMapping m_lutMapping;
 };

@@ -13,6 +13,7 @@ const char* const kUsage = "usage: qffx <command> [options]\n"
                            "Commands:\n"
                            "  generate   read an effect file and print the shader text that compiling it\n"
                            "             would hand to the GPU service (Cg or GLSL)\n"
+                           "  luts       list, install and apply LUTs; choose ACES transforms\n"
 #ifdef QFFX_HAVE_PLATFORM
                            "  compile    compile an effect with the GPU service and report its errors\n"
                            "  run        run an effect on PNG images\n"
@@ -29,6 +30,7 @@ struct Command {
 
 constexpr Command kCommands[] = {
     {"generate", runGenerate},
+    {"luts", runLuts},
 #ifdef QFFX_HAVE_PLATFORM
     {"compile", runCompile},
     {"run", runRun},

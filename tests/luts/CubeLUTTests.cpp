@@ -1,0 +1,285 @@
+// The .cube reader: the dialects colour tools write, files written by
+// OpenColorIO's ociobakelut, and every kind of malformed file.
+#include "LUTTestSupport.h"
+
+#include "host/CubeLUT.h"
+#include "host/Log.h"
+#include "host/Strings.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <fstream>
+#include <sstream>
+
+using namespace QfLUTTest;
+
+namespace {
+
+std::string fixture(const std::string& name) { return std::string(QFFX_TEST_DATA_DIR) + "luts/" + name; }
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+const std::string kIdentity2Rows = "0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n";
+
+// The ASC CDL maths that generate.sh baked with ociobakelut: slope, offset,
+// power (negative values pass through), then saturation with Rec.709 weights.
+RGB cdl(const RGB& in) {
+    const RGB slope{1.1f, 0.9f, 1.0f}, offset{0.02f, 0.0f, -0.01f}, power{1.2f, 1.0f, 0.8f};
+    RGB v;
+    for (size_t c = 0; c < 3; ++c) {
+        const double x = double(in[c]) * slope[c] + offset[c];
+        v[c] = float(x < 0 ? x : std::pow(x, double(power[c])));
+    }
+    const float luma = 0.2126f * v[0] + 0.7152f * v[1] + 0.0722f * v[2];
+    for (float& c : v) c = luma + 0.8f * (c - luma);
+    return v;
+}
+
+} // namespace
+
+struct GoodFile {
+    const char* what;
+    std::string text;
+    int side;      // of the 3D image
+    RGB lastEntry; // at the top corner
+};
+
+class CubeReaderGood : public ::testing::TestWithParam<GoodFile> {};
+
+TEST_P(CubeReaderGood, ReadsTheTable) {
+    const CubeLUT::Result r = CubeLUT::read(GetParam().text);
+    ASSERT_TRUE(r.image) << r.error << " at line " << r.line;
+    const int n = GetParam().side;
+    EXPECT_EQ(r.image->getWidth(), n);
+    EXPECT_EQ(r.image->getHeight(), n);
+    EXPECT_EQ(r.image->getDepth(), n);
+    EXPECT_EQ(r.image->getChannels(), 3);
+    const RGB top = entry(*r.image, n - 1, n - 1, n - 1);
+    for (size_t c = 0; c < 3; ++c) EXPECT_NEAR(top[c], GetParam().lastEntry[c], 1e-6f);
+    // Entry 1 is red's second lattice point: red runs fastest.
+    EXPECT_GT(entry(*r.image, 1, 0, 0)[0], entry(*r.image, 0, 1, 0)[0]);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Dialects, CubeReaderGood,
+    ::testing::Values(GoodFile{"plain", "LUT_3D_SIZE 2\n" + kIdentity2Rows, 2, {1, 1, 1}},
+                      GoodFile{"title comments blanks",
+                               "# made by hand\nTITLE \"A # title\"\n\n  # indented comment\nLUT_3D_SIZE 2 # size\n\n" +
+                                   kIdentity2Rows + "\n# end\n",
+                               2,
+                               {1, 1, 1}},
+                      GoodFile{"CRLF and BOM",
+                               "\xEF\xBB\xBFTITLE \"x\"\r\nLUT_3D_SIZE 2\r\n0 0 0\r\n1 0 0\r\n0 1 0\r\n1 1 0\r\n0 0 1\r\n1 0 "
+                               "1\r\n0 1 1\r\n1 1 1\r\n",
+                               2,
+                               {1, 1, 1}},
+                      GoodFile{"tabs, signs, exponents, no final newline",
+                               "LUT_3D_SIZE\t2\n+0 -0 0\n1e0 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n\t1.0\t100e-2  0.5E+1",
+                               2,
+                               {1, 1, 5}},
+                      GoodFile{"other dialect keywords",
+                               "LUT_3D_INPUT_RANGE 0 1\nLUT_3D_SIZE 2\nLUT_SOMETHING_NEW 7\n" + kIdentity2Rows,
+                               2,
+                               {1, 1, 1}},
+                      GoodFile{"values beyond 0..1",
+                               "LUT_3D_SIZE 2\n-0.5 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n4 4 4\n",
+                               2,
+                               {4, 4, 4}},
+                      GoodFile{"1D", "LUT_1D_SIZE 3\n0 0 0\n0.25 0.5 0.75\n1 0.9 0.8\n", 3, {1, 0.9f, 0.8f}},
+                      GoodFile{"1D of 2", "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n", 2, {1, 1, 1}}),
+    [](const auto& info) {
+        std::string name = info.param.what;
+        for (char& c : name)
+            if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+        return name;
+    });
+
+struct BadFile {
+    const char* what;
+    std::string text;
+    const char* error; // the start of the message
+    unsigned line;
+};
+
+class CubeReaderBad : public ::testing::TestWithParam<BadFile> {};
+
+TEST_P(CubeReaderBad, GivesNoImageAndSaysWhatAndWhere) {
+    const CubeLUT::Result r = CubeLUT::read(GetParam().text);
+    EXPECT_FALSE(r.image);
+    EXPECT_TRUE(r.error.starts_with(GetParam().error)) << r.error;
+    EXPECT_EQ(r.line, GetParam().line) << r.error;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Malformed, CubeReaderBad,
+    ::testing::Values(
+        BadFile{"empty", "", "no LUT_3D_SIZE or LUT_1D_SIZE", 1},
+        BadFile{"only comments", "# nothing\n\n", "no LUT_3D_SIZE or LUT_1D_SIZE", 2},
+        BadFile{"truncated", "LUT_3D_SIZE 2\n0 0 0\n1 0 0\n0 1 0\n", "too few rows: 3 of 8", 4},
+        BadFile{"truncated inside a row", "LUT_3D_SIZE 2\n0 0 0\n1 0", "a table row has 3 numbers, not 2", 3},
+        BadFile{"too many rows", "LUT_3D_SIZE 2\n" + kIdentity2Rows + "0 0 0\n", "too many rows (the table has 8)", 10},
+        BadFile{"four numbers", "LUT_3D_SIZE 2\n0 0 0 0\n", "a table row has 3 numbers, not 4", 2},
+        BadFile{"bad number", "LUT_3D_SIZE 2\n0 0 0\n1 0,5 0\n", "bad number '0,5'", 3},
+        BadFile{"trailing junk", "LUT_3D_SIZE 2\n0 0 0f\n", "bad number '0f'", 2},
+        BadFile{"NaN", "LUT_3D_SIZE 2\n0 nan 0\n", "bad number 'nan'", 2},
+        BadFile{"negative infinity", "LUT_3D_SIZE 2\n0 -inf 0\n", "bad number '-inf'", 2},
+        BadFile{"overflowing number", "LUT_3D_SIZE 2\n0 1e999 0\n", "bad number '1e999'", 2},
+        BadFile{"size 1", "LUT_3D_SIZE 1\n0 0 0\n", "LUT_3D_SIZE 1 is out of range (2 to 256)", 1},
+        BadFile{"size 257", "LUT_3D_SIZE 257\n", "LUT_3D_SIZE 257 is out of range", 1},
+        BadFile{"huge size", "LUT_3D_SIZE 99999999999999999999\n", "LUT_3D_SIZE takes one whole number", 1},
+        BadFile{"1D size 1", "LUT_1D_SIZE 1\n0 0 0\n", "LUT_1D_SIZE 1 is out of range (2 to 65536)", 1},
+        BadFile{"size without number", "LUT_3D_SIZE\n", "LUT_3D_SIZE takes one whole number", 1},
+        BadFile{"fractional size", "LUT_3D_SIZE 2.5\n", "LUT_3D_SIZE takes one whole number", 1},
+        BadFile{"two sizes", "LUT_1D_SIZE 2\nLUT_3D_SIZE 2\n", "LUT_3D_SIZE after a table size", 2},
+        BadFile{"row before size", "0 0 0\nLUT_3D_SIZE 2\n", "a table row before LUT_3D_SIZE", 1},
+        BadFile{"keyword after rows", "LUT_3D_SIZE 2\n0 0 0\nDOMAIN_MIN 0 0 0\n", "keyword 'DOMAIN_MIN' after the table rows", 3},
+        BadFile{"short domain", "DOMAIN_MIN 0 0\nLUT_3D_SIZE 2\n", "DOMAIN_MIN takes 3 numbers, not 2", 1},
+        BadFile{"empty domain", "LUT_3D_SIZE 2\nDOMAIN_MIN 0 1 0\nDOMAIN_MAX 1 1 1\n" + kIdentity2Rows,
+                "the domain minimum must lie below its maximum", 3},
+        BadFile{"range tag with a value", "LUT_IN_VIDEO_RANGE 1\n", "LUT_IN_VIDEO_RANGE takes nothing", 1},
+        BadFile{"lowercase keyword", "lut_3d_size 2\n", "unexpected text 'lut_3d_size'", 1},
+        BadFile{"binary garbage", std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16), "unexpected text '?PNG'", 1},
+        BadFile{"lying header", "LUT_3D_SIZE 256\n0 0 0\n", "too few rows: 1 of 16777216", 2}),
+    [](const auto& info) {
+        std::string name = info.param.what;
+        for (char& c : name)
+            if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+        return name;
+    });
+
+TEST(CubeReader, LogsTheFileTheLineAndTheFault) {
+    std::string logged;
+    const LogSink previous = setLogSink([&](std::string_view text) { logged += text; });
+    EXPECT_FALSE(CubeLUT::parse("LUT_3D_SIZE 2\n0 0 0\n0 x 0\n", "look.cube"));
+    EXPECT_FALSE(CubeLUT::load(L"/nonexistent/look.cube"));
+    EXPECT_FALSE(CubeLUT::load(fromUTF8(QFFX_TEST_DATA_DIR))); // a directory
+    setLogSink(previous);
+    EXPECT_EQ(logged, "CubeLUT : look.cube line 3: bad number 'x'\n"
+                      "CubeLUT : cannot read /nonexistent/look.cube\n"
+                      "CubeLUT : cannot read " QFFX_TEST_DATA_DIR "\n");
+}
+
+TEST(CubeReader, SizesAndOrderOfGeneratedTables) {
+    for (int n : {2, 17, 33, 65}) {
+        // Each entry encodes its own indices, so any mix-up of order shows.
+        const auto f = [](int r, int g, int b) { return RGB{float(r), float(g) * 0.5f, float(b) * 0.25f}; };
+        const CubeLUT::Result r = CubeLUT::read(cube3D(n, f));
+        ASSERT_TRUE(r.image) << n << ": " << r.error;
+        ASSERT_EQ(r.image->getWidth(), n);
+        const int probes[][3] = {{0, 0, 0}, {n - 1, 0, 0}, {0, n - 1, 0}, {0, 0, n - 1}, {n / 2, 1, n - 1}};
+        for (const auto& p : probes) EXPECT_EQ(entry(*r.image, p[0], p[1], p[2]), f(p[0], p[1], p[2])) << n;
+        EXPECT_EQ(r.image->getLUTMapping(), LUTMapping());
+    }
+}
+
+TEST(CubeReader, OneDimensionalTablesBecomeLatticesThatReproduceThem) {
+    // 5 points: kept exactly, each channel following its own input.
+    CubeLUT::Result r = CubeLUT::read("LUT_1D_SIZE 5\n0 1 0\n0.1 0.75 0.2\n0.3 0.5 0.4\n0.6 0.25 0.6\n1 0 0.8\n");
+    ASSERT_TRUE(r.image) << r.error;
+    EXPECT_TRUE(r.is1D);
+    EXPECT_EQ(r.image->getWidth(), 5);
+    EXPECT_EQ(entry(*r.image, 2, 4, 1), (RGB{0.3f, 0.0f, 0.2f}));
+    // Anywhere in the cube, trilinear and tetrahedral give the 1D curves' linear interpolation.
+    const RGB in{0.45f, 0.1f, 0.93f};
+    const RGB expected{0.1f + (0.3f - 0.1f) * 0.8f, 1.0f - 0.25f * 0.4f, 0.6f + (0.8f - 0.6f) * 0.72f};
+    for (const RGB& got : {trilinear(*r.image, {}, in), tetrahedral(*r.image, {}, in)})
+        for (size_t c = 0; c < 3; ++c) EXPECT_NEAR(got[c], expected[c], 1e-6f);
+}
+
+TEST(CubeReader, ReadsWhatOpenColorIOWrote) {
+    // Both .cube dialects of ociobakelut, at 2 and 17 points, against the
+    // CDL maths they were baked from (6 decimals in the files).
+    for (const char* name : {"ocio_iridas_2.cube", "ocio_iridas_17.cube", "ocio_resolve_17.cube"}) {
+        const Ptr<HostImage3D> lut = CubeLUT::load(fromUTF8(fixture(name).c_str()));
+        ASSERT_TRUE(lut) << name;
+        const int n = lut->getWidth();
+        float worst = 0;
+        for (int b = 0; b < n; ++b)
+            for (int g = 0; g < n; ++g)
+                for (int r = 0; r < n; ++r) {
+                    const float s = 1.0f / float(n - 1);
+                    const RGB expected = cdl({r * s, g * s, b * s}), got = entry(*lut, r, g, b);
+                    for (size_t c = 0; c < 3; ++c) worst = std::max(worst, std::abs(got[c] - expected[c]));
+                }
+        EXPECT_LT(worst, 2e-6f) << name;
+    }
+}
+
+TEST(CubeReader, LongOneDimensionalTablesAreSampledOntoA65PointLattice) {
+    // ociobakelut wrote a separable transform as a 1D table of 128 points.
+    const std::string text = readFile(fixture("ocio_resolve_1d_128.cube"));
+    const CubeLUT::Result r = CubeLUT::read(text);
+    ASSERT_TRUE(r.image) << r.error;
+    EXPECT_EQ(r.size, 128);
+    ASSERT_EQ(r.image->getWidth(), CubeLUT::kMax1DLattice);
+    std::vector<RGB> rows;
+    std::istringstream lines(text.substr(text.find('\n') + 1));
+    for (RGB v; lines >> v[0] >> v[1] >> v[2];) rows.push_back(v);
+    ASSERT_EQ(rows.size(), 128u);
+    for (int i = 0; i < 65; ++i) {
+        const double t = i * 127.0 / 64.0;
+        const int k = std::min(int(t), 126);
+        const RGB got{entry(*r.image, i, 0, 0)[0], entry(*r.image, 0, i, 0)[1], entry(*r.image, 0, 0, i)[2]};
+        for (size_t c = 0; c < 3; ++c)
+            EXPECT_NEAR(got[c], rows[size_t(k)][c] + (rows[size_t(k) + 1][c] - rows[size_t(k)][c]) * (t - k), 1e-6) << i;
+    }
+}
+
+TEST(CubeReader, DomainMatchesOpenColorIOsReadingOfIt) {
+    // ociobakelut read domain_2.cube (domain -0.5..2) and rebaked it on 0..1.
+    const Ptr<HostImage3D> ours = CubeLUT::load(fromUTF8(fixture("domain_2.cube").c_str()));
+    const Ptr<HostImage3D> theirs = CubeLUT::load(fromUTF8(fixture("ocio_domain_2_rebaked.cube").c_str()));
+    ASSERT_TRUE(ours && theirs);
+    for (const RGB& in : {RGB{0, 0, 0}, RGB{1, 1, 1}, RGB{0.25f, 0.5f, 0.75f}, RGB{1, 0, 0.3f}}) {
+        const RGB a = trilinear(*ours, ours->getLUTMapping(), in), b = trilinear(*theirs, {}, in);
+        for (size_t c = 0; c < 3; ++c) EXPECT_NEAR(a[c], b[c], 1e-6f);
+    }
+    // Resolve's form of the same domain.
+    const CubeLUT::Result resolve = CubeLUT::read("LUT_3D_SIZE 2\nLUT_3D_INPUT_RANGE -0.5 2\n" + kIdentity2Rows);
+    ASSERT_TRUE(resolve.image);
+    EXPECT_EQ(resolve.image->getLUTMapping(), ours->getLUTMapping());
+}
+
+TEST(CubeReader, VideoRangeTagsMapFullRangeColoursThroughVideoLevels) {
+    const auto mappingOf = [](const std::string& tags) {
+        const CubeLUT::Result r = CubeLUT::read(tags + identity3D(2));
+        EXPECT_TRUE(r.image) << r.error;
+        return r.image ? r.image->getLUTMapping() : LUTMapping();
+    };
+    const Ptr<HostImage3D> identity = CubeLUT::read(identity3D(2)).image;
+    ASSERT_TRUE(identity);
+    // In only: black and white come out at video black and white.
+    const LUTMapping in = mappingOf("LUT_IN_VIDEO_RANGE\n");
+    EXPECT_NEAR(trilinear(*identity, in, {0, 0, 0})[0], 64.0f / 1023, 1e-6f);
+    EXPECT_NEAR(trilinear(*identity, in, {1, 1, 1})[2], 940.0f / 1023, 1e-6f);
+    // Out only: video black and white come out as 0 and 1.
+    const LUTMapping out = mappingOf("LUT_OUT_VIDEO_RANGE\n");
+    EXPECT_NEAR(trilinear(*identity, out, {64.0f / 1023, 0, 0})[0], 0.0f, 1e-6f);
+    EXPECT_NEAR(trilinear(*identity, out, {0, 0, 940.0f / 1023})[2], 1.0f, 1e-6f);
+    // Both: an identity table stays an identity.
+    const LUTMapping both = mappingOf("LUT_IN_VIDEO_RANGE\nLUT_OUT_VIDEO_RANGE\n");
+    for (float v : {0.0f, 0.3f, 1.0f}) EXPECT_NEAR(trilinear(*identity, both, {v, v, v})[1], v, 1e-6f);
+}
+
+TEST(CubeReader, NumbersIgnoreTheCLocale) {
+    const char* previous = std::setlocale(LC_ALL, nullptr);
+    const std::string saved = previous ? previous : "C";
+    bool comma = false;
+    for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8", "de_DE"})
+        if (std::setlocale(LC_ALL, name)) {
+            comma = true;
+            break;
+        }
+    if (!comma) GTEST_SKIP() << "no comma-decimal locale installed";
+    const CubeLUT::Result r = CubeLUT::read("LUT_3D_SIZE 2\nDOMAIN_MAX 0.5 0.5 0.5\n" + kIdentity2Rows);
+    std::setlocale(LC_ALL, saved.c_str());
+    ASSERT_TRUE(r.image) << r.error;
+    EXPECT_FLOAT_EQ(r.image->getLUTMapping().inScale[0], 2.0f);
+}

@@ -1,0 +1,164 @@
+// LUTs applied on the real GPU service (llvmpipe without a GPU), compared
+// with the CPU reference interpolations of LUTTestSupport.h.
+//
+// Tolerance: 1/1023 per channel (one 10-bit code) on 16-bit pictures. The
+// shader reads lattice points exactly and interpolates in float, so the
+// observed error is the 16-bit rounding of the result (about 1e-5).
+#include "../LUTTestSupport.h"
+#include "platform/GLTestSupport.h"
+
+#include "host/CubeLUT.h"
+#include "host/LUTPaths.h"
+#include "host/Strings.h"
+#include "image/GPU.h"
+#include "luts/LUTManager.h"
+
+#include <gtest/gtest.h>
+
+using namespace QfLUTTest;
+using namespace QfGLTest;
+using Qf::Image::GPU;
+
+namespace {
+
+constexpr float kTolerance = 1.0f / 1023.0f;
+
+// A 16-bit picture of every kind of colour: a smooth sweep, random colours,
+// the corners of the cube and values near the lattice points.
+Ptr<HostImage> picture16(int width, int height, unsigned seed) {
+    Ptr<HostImage> image = HostImage::create({width, height}, iGPUImage::eRGBA16);
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<int> code(0, 65535);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            RGBAf v;
+            if (y < 8)
+                v = {x / float(width - 1), y / 7.0f, 1 - x / float(width - 1), 1};
+            else if (y == 8)
+                v = {float(x & 1), float((x >> 1) & 1), float((x >> 2) & 1), 0.5f};
+            else
+                v = {code(rng) / 65535.0f, code(rng) / 65535.0f, code(rng) / 65535.0f, code(rng) / 65535.0f};
+            image->setTexel(x, y, v);
+        }
+    return image;
+}
+
+struct Outcome {
+    float worst = 0; // largest difference from the reference
+    bool alphaKept = true;
+};
+
+// Applies `lut` to a 16-bit picture on the GPU and compares with `reference`.
+template <typename Reference>
+Outcome applyAndCompare(iGPUService& gpu, const HostImage3D& lut, GPU::eLUTInterpolation method, Reference reference) {
+    const Ptr<HostImage> in = picture16(64, 40, 7);
+    Surface source = Surface::forGPUImage(in->createGPUImage(gpu));
+    const Ptr<iGPUImage> lutImage = lut.createGPUImage(gpu);
+    Surface destination;
+    Outcome o;
+    if (!GPU::applyLUT(source, destination, lutImage, lut.getLUTMapping(), method)) {
+        ADD_FAILURE() << "applyLUT failed";
+        o.worst = 1e9f;
+        return o;
+    }
+    const Ptr<HostImage> out = HostImage::fromGPUImage(*destination.getGPUSurface());
+    EXPECT_EQ(out->getFormat(), iGPUImage::eRGBA16);
+    for (int y = 0; y < in->getHeight(); ++y)
+        for (int x = 0; x < in->getWidth(); ++x) {
+            const RGBAf a = in->getTexel(x, y), b = out->getTexel(x, y);
+            const RGB expected = reference(lut, lut.getLUTMapping(), RGB{a[0], a[1], a[2]});
+            for (size_t c = 0; c < 3; ++c) o.worst = std::max(o.worst, std::abs(b[c] - std::clamp(expected[c], 0.0f, 1.0f)));
+            o.alphaKept = o.alphaKept && a[3] == b[3];
+        }
+    return o;
+}
+
+class LUTOnGPU : public GLTest {};
+
+} // namespace
+
+struct GPUCase {
+    const char* what;
+    std::string text;
+};
+
+class LUTOnGPUMatchesCPU : public GLTest, public ::testing::WithParamInterface<GPUCase> {};
+
+TEST_P(LUTOnGPUMatchesCPU, TrilinearAndTetrahedral) {
+    const CubeLUT::Result r = CubeLUT::read(GetParam().text);
+    ASSERT_TRUE(r.image) << r.error;
+    const Outcome tri = applyAndCompare(*m_gpu, *r.image, GPU::eTrilinear, trilinear);
+    const Outcome tet = applyAndCompare(*m_gpu, *r.image, GPU::eTetrahedral, tetrahedral);
+    EXPECT_LE(tri.worst, kTolerance);
+    EXPECT_LE(tet.worst, kTolerance);
+    EXPECT_TRUE(tri.alphaKept && tet.alphaKept);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tables, LUTOnGPUMatchesCPU,
+    ::testing::Values(
+        GPUCase{"steep17", noise3D(17, 1)}, GPUCase{"steep33", noise3D(33, 2)}, GPUCase{"size2", noise3D(2, 3)},
+        GPUCase{"domainAndRanges",
+                "DOMAIN_MIN -0.1 0 0.2\nDOMAIN_MAX 1.2 0.9 1\nLUT_IN_VIDEO_RANGE\nLUT_OUT_VIDEO_RANGE\n" + noise3D(9, 4)},
+        GPUCase{"oneDimensional", "LUT_1D_SIZE 6\n0 1 0.5\n0.3 0.1 0.2\n0.35 0.9 0.9\n0.8 0.2 0.1\n0.9 0.6 0.7\n1 0 0\n"}),
+    [](const auto& info) { return std::string(info.param.what); });
+
+TEST_F(LUTOnGPU, TheTwoMethodsReallyDiffer) {
+    // On a steep table the two references disagree by far more than the
+    // tolerance, so the tests above tell the techniques apart.
+    const Ptr<HostImage3D> lut = CubeLUT::read(noise3D(5, 9)).image;
+    ASSERT_TRUE(lut);
+    const Outcome crossed = applyAndCompare(*m_gpu, *lut, GPU::eTrilinear, tetrahedral);
+    EXPECT_GT(crossed.worst, 0.05f);
+}
+
+TEST_F(LUTOnGPU, AppliesALUTFromTheManagerIntoAGivenTarget) {
+    TempDir factory;
+    const std::string path =
+        factory.write("grey.cube", "LUT_3D_SIZE 2\n" +
+                                       std::string("0 0 0\n0.2126 0.2126 0.2126\n0.7152 0.7152 0.7152\n0.9278 0.9278 0.9278\n"
+                                                   "0.0722 0.0722 0.0722\n0.2848 0.2848 0.2848\n0.7874 0.7874 0.7874\n1 1 1\n"));
+    setLUTDirectory(iSettings::eFactoryLUTs, fromUTF8(factory.path().c_str()));
+    setLUTDirectory(iSettings::eUserLUTs, fromUTF8(factory.path().c_str()));
+    LUTManager manager;
+    const LUTManager::LoadedLUT lut = manager.loadWithMapping(fromUTF8(path.c_str()));
+    setLUTDirectory(iSettings::eFactoryLUTs, L"");
+    setLUTDirectory(iSettings::eUserLUTs, L"");
+    ASSERT_TRUE(lut.image);
+
+    const Ptr<HostImage> in = picture16(16, 12, 3);
+    Surface source = Surface::forGPUImage(in->createGPUImage(*m_gpu));
+    source.setVideoData(Data::Video{Data::Video::eBT2020, Data::Video::eFullRange});
+    const Ptr<iGPUImage> target = m_gpu->createImage({16, 12}, iGPUImage::eRGBA16);
+    Surface destination = Surface::forGPUImage(target);
+    ASSERT_TRUE(GPU::applyLUT(source, destination, lut.image, lut.mapping, GPU::eTetrahedral));
+    EXPECT_EQ(destination.getGPUSurface(), target);
+    EXPECT_EQ(destination.getVideoData(), source.getVideoData());
+    const Ptr<HostImage> out = HostImage::fromGPUImage(*target);
+    for (int y = 0; y < 12; ++y)
+        for (int x = 0; x < 16; ++x) {
+            const RGBAf a = in->getTexel(x, y), b = out->getTexel(x, y);
+            const float luma = 0.2126f * a[0] + 0.7152f * a[1] + 0.0722f * a[2];
+            for (size_t c = 0; c < 3; ++c) ASSERT_NEAR(b[c], luma, kTolerance) << x << "," << y;
+        }
+}
+
+TEST_F(LUTOnGPU, RefusesWhatItCannotApply) {
+    const Ptr<HostImage3D> lut3D = CubeLUT::read(identity3D(3)).image;
+    const Ptr<iGPUImage> lut = lut3D->createGPUImage(*m_gpu);
+    const Ptr<iGPUImage> picture = picture16(4, 4, 1)->createGPUImage(*m_gpu);
+    Surface source = Surface::forGPUImage(picture);
+    Surface destination;
+    EXPECT_FALSE(GPU::applyLUT(source, destination, nullptr));
+    EXPECT_FALSE(GPU::applyLUT(source, destination, picture));                                            // a 2D image is no LUT
+    EXPECT_FALSE(GPU::applyLUT(source, destination, m_gpu->create3DImage(3, 3, 4, iGPUImage::eRGBA32F))); // not a cube
+    EXPECT_FALSE(GPU::applyLUT(Surface(), destination, lut));                                             // no GPU image
+    EXPECT_FALSE(GPU::applyLUT(source, destination, lut, {}, GPU::eLUTInterpolation(7)));
+    Surface yuv = source;
+    yuv.setDataFormat(Format::eUYVY);
+    EXPECT_FALSE(GPU::applyLUT(yuv, destination, lut)); // Y'CbCr needs converting first
+    EXPECT_TRUE(destination.isEmpty());
+    // Applying in place draws into a new image rather than reading what it writes.
+    EXPECT_TRUE(GPU::applyLUT(source, source, lut));
+    EXPECT_NE(source.getGPUSurface(), picture);
+}
