@@ -77,9 +77,10 @@ void BM_LoadCube65_Ours(benchmark::State& state) {
 
 #ifdef QFFX_HAVE_OCIO
 void BM_LoadCube65_OpenColorIO(benchmark::State& state) {
-    const OCIO::ConstConfigRcPtr config = OCIO::Config::CreateRaw();
     for (auto _ : state) {
+        // A new config each time: a config keeps the processors it made.
         OCIO::ClearAllCaches();
+        const OCIO::ConstConfigRcPtr config = OCIO::Config::CreateRaw();
         OCIO::FileTransformRcPtr file = OCIO::FileTransform::Create();
         file->setSrc(cube65Path().c_str());
         file->setInterpolation(OCIO::INTERP_LINEAR);

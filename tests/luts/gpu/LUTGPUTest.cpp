@@ -159,6 +159,8 @@ TEST_F(LUTOnGPU, RefusesWhatItCannotApply) {
     EXPECT_FALSE(GPU::applyLUT(yuv, destination, lut)); // Y'CbCr needs converting first
     EXPECT_TRUE(destination.isEmpty());
     // Applying in place draws into a new image rather than reading what it writes.
+    source.setVideoData(Data::Video{Data::Video::eP3D65, Data::Video::eFullRange});
     EXPECT_TRUE(GPU::applyLUT(source, source, lut));
     EXPECT_NE(source.getGPUSurface(), picture);
+    EXPECT_EQ(source.getVideoData().colourimetry, Data::Video::eP3D65);
 }
