@@ -7,6 +7,8 @@
 #include "host/ShaderContract.h"
 #include "host/Strings.h"
 
+#include <atomic>
+
 using Text = LightweightString<char>;
 
 namespace {
@@ -66,6 +68,7 @@ ShaderEffectInfo& ShaderEffectInfo::operator=(const ShaderEffectInfo& o) {
 
 ShaderEffectInfo& ShaderEffectInfo::operator=(ShaderEffectInfo&& o) noexcept {
     if (this == &o) return *this;
+    CriticalSectionLock hold(m_lock);
     m_generator = std::move(o.m_generator);
     m_shader = std::move(o.m_shader);
     m_name = std::move(o.m_name);
@@ -193,8 +196,28 @@ void ShaderEffectInfo::setShader(const Ptr<iShaderEffect>& compiled) {
     }
 }
 
+namespace {
+std::atomic<ShaderEffectInfo::OnDemandCompiler> g_onDemandCompiler{nullptr};
+} // namespace
+
+void ShaderEffectInfo::setOnDemandCompiler(OnDemandCompiler compiler) {
+    g_onDemandCompiler.store(compiler, std::memory_order_release);
+}
+
+Ptr<iShaderEffect> ShaderEffectInfo::getShader() const {
+    bool hasPath;
+    {
+        CriticalSectionLock hold(const_cast<CriticalSection&>(m_lock));
+        if (m_shader) return m_shader;
+        hasPath = !m_fullPath.empty();
+    }
+    const OnDemandCompiler compiler = g_onDemandCompiler.load(std::memory_order_acquire);
+    if (hasPath && compiler) compiler(*this);
+    return getCompiledShader();
+}
+
 int32_t ShaderEffectInfo::findShaderParamIndex(const char* paramName) const {
-    const Ptr<iShaderEffect> compiled = getCompiledShader();
+    const Ptr<iShaderEffect> compiled = getShader();
     if (!compiled || !paramName) return -1;
     for (uint16_t i = 0;; ++i) {
         const Ptr<iShaderParam> p = compiled->getParam(i);

@@ -6,7 +6,9 @@
 // exists. Shared as Ptr<ShaderEffectInfo>.
 //
 // Locking: `lock` serialises compile() of one effect; a second caller waits
-// and then gets the stored shader. Reading (preProcess) happens inside the
+// and then gets the stored shader. Assignment holds the target's lock, so an
+// effect replaced in place (a recompiled file) is never seen half-written by
+// getShader(). Reading (preProcess) happens inside the
 // first compile. Accessors are not locked: callers read the model once the
 // effect is compiled, or own the object alone.
 #pragma once
@@ -81,8 +83,19 @@ public:
     ShaderCompilationOutput compile(Ptr<iShaderCodeGenerator> generator = {});
     // The compiled effect; null until a compile succeeded.
     Ptr<iShaderEffect> getCompiledShader() const;
+    // The compiled effect, compiled on demand through the effect manager when
+    // it has none yet and has a file path (run-time effects have none); null
+    // when that compile fails.
+    Ptr<iShaderEffect> getShader() const;
+    bool valid() const { return bool(getShader()); }
 
-    // Index of the compiled parameter of exactly that name, or -1.
+    // Who compiles an effect on demand: the effect manager installs itself
+    // here, as it sits above this class. Without one, getShader() compiles nothing.
+    using OnDemandCompiler = Ptr<iShaderEffect> (*)(const ShaderEffectInfo& effect);
+    static void setOnDemandCompiler(OnDemandCompiler compiler);
+
+    // Index of the compiled parameter of exactly that name, or -1 (compiles
+    // on demand like getShader()).
     int32_t findShaderParamIndex(const char* name) const;
     // Select a technique of the compiled effect; nothing when not compiled.
     void setTechnique(const LightweightString<char>& name);

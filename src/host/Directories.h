@@ -7,6 +7,7 @@
 
 #include "LightweightString.h"
 
+#include <cstdint>
 #include <vector>
 
 // What getDirectoryContents lists; flags combine (70 = files, full paths, sorted).
@@ -15,7 +16,22 @@ enum eDirectoryFlags : unsigned {
     eListFullPaths = 4,   // directory joined with each name; else bare names
     eListDirectories = 8, // sub-directories
     eListSorted = 64,     // byte order of the names (listings are always sorted here)
+    eMatchAnyCase = 128,  // the pattern's letters match without regard to (ASCII) case
+    eSkipHidden = 256,    // names beginning with "." are left out
 };
+
+// One entry of a directory listing.
+struct DirectoryEntry {
+    LightweightString<wchar_t> name; // file name, without the directory
+    uint64_t modified = 0;           // modification time, nanoseconds since 1970
+};
+
+// The one directory listing every caller goes through: the entries of `dir`
+// whose names match `pattern`, chosen by `flags` (eListFullPaths aside),
+// appended to `out` in byte order of the UTF-8 name. False when the directory
+// cannot be read.
+bool listDirectoryEntries(const LightweightString<wchar_t>& dir, const LightweightString<wchar_t>& pattern, unsigned flags,
+                          std::vector<DirectoryEntry>& out);
 
 // Appends the entries of `dir` whose names match `pattern` ("*" any run of
 // characters, "?" one; "*.*" matches every name, as it does for the editor's

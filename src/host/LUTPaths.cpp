@@ -30,7 +30,7 @@ LightweightString<wchar_t> defaultUserDirectory() {
 } // namespace
 
 LightweightString<wchar_t> getLUTDirectory(iSettings::eType type) {
-    if (type == iSettings::eFactoryLUTs) {
+    if (type == iSettings::eFactory) {
         const LightweightString<wchar_t> dir = overrideOf(g_factoryOverride);
         return dir.empty() ? withTrailingSeparator(fromUTF8(QFFX_DEFAULT_LUTS_DIR)) : dir;
     }
@@ -40,12 +40,12 @@ LightweightString<wchar_t> getLUTDirectory(iSettings::eType type) {
 
 void setLUTDirectory(iSettings::eType type, const LightweightString<wchar_t>& dir) {
     std::lock_guard<std::mutex> lock(g_lutDirsMutex);
-    (type == iSettings::eFactoryLUTs ? g_factoryOverride : g_userOverride) = withTrailingSeparator(dir);
+    (type == iSettings::eFactory ? g_factoryOverride : g_userOverride) = withTrailingSeparator(dir);
 }
 
 LightweightString<wchar_t> getLUTRoot() {
     const LightweightString<wchar_t> dir = overrideOf(g_rootOverride);
-    return dir.empty() ? getLUTDirectory(iSettings::eFactoryLUTs) : dir;
+    return dir.empty() ? getLUTDirectory(iSettings::eFactory) : dir;
 }
 
 void setLUTRoot(const LightweightString<wchar_t>& dir) {

@@ -11,12 +11,7 @@
 #pragma once
 
 #include "LightweightString.h"
-
-class iSettings {
-public:
-    // The LUT directories, by the numbers the LUT catalogue lists them in.
-    enum eType : int { eFactoryLUTs = 0, eUserLUTs = 1 };
-};
+#include "Settings.h"
 
 LightweightString<wchar_t> getLUTDirectory(iSettings::eType type);
 void setLUTDirectory(iSettings::eType type, const LightweightString<wchar_t>& dir);

@@ -1,5 +1,7 @@
 #include "Log.h"
 
+#include "Strings.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -47,3 +49,16 @@ void LogBoth(const char* format, ...) {
     write(format, args);
     va_end(args);
 }
+
+void mora_printf(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    write(format, args);
+    va_end(args);
+}
+
+namespace ErrorLogLogger {
+void log(const char* label, double value) {
+    Log("%s : %s ms\n", label ? label : "", toUTF8(Qf::WStringFromFloat(value, 3, true)).c_str());
+}
+} // namespace ErrorLogLogger

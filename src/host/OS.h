@@ -5,10 +5,14 @@
 // service is safe to call from any thread.
 #pragma once
 
+#include "Directories.h"
 #include "GPUImage.h"
 #include "LightweightString.h"
 #include "ShaderContract.h"
 #include "ShaderEffect.h"
+
+#include <cstdint>
+#include <vector>
 
 // The GPU service: shader compilation and GPU images.
 class iGPUService : public iVirtual {
@@ -30,10 +34,51 @@ public:
     virtual void finish() {}
 };
 
+// The file service.
+class iFileService : public iVirtual {
+public:
+    // Lists the directory of `pattern` ("/dir/" followed by a wildcard such as
+    // "*.fx"; "*" and "?" match, letters without regard to case) into `out`,
+    // sorted by the bytes of the UTF-8 file name so that every machine gives
+    // the same order. With `filesOnly` non-zero only regular files are listed;
+    // `recursive` is reserved (0). False when the directory cannot be read.
+    virtual bool listDirectory(const LightweightString<wchar_t>& pattern, std::vector<DirectoryEntry>& out, int filesOnly,
+                               int recursive) = 0;
+};
+
+// The thread service.
+class iThreadService : public iVirtual {
+public:
+    virtual void sleep(unsigned milliseconds) = 0;
+};
+
+// The user-interface service. Without a user interface, messages go to the log.
+class iUIService : public iVirtual {
+public:
+    // `buttons` and `severity` are the host's codes (1: OK only; 2: warning). Returns the button chosen.
+    virtual int showMessage(const LightweightString<wchar_t>& caption, const LightweightString<wchar_t>& text, int buttons,
+                            int severity) = 0;
+};
+
+// The environment service.
+class iEnvironmentService : public iVirtual {
+public:
+    // The application's name as its windows show it.
+    virtual LightweightString<wchar_t> applicationCaption() = 0;
+    // The directory that optional components are loaded from (with a trailing separator).
+    virtual LightweightString<wchar_t> componentDirectory() = 0;
+};
+
 class iOS : public iVirtual {
 public:
     // Null when this process has no GPU service.
     virtual iGPUService* gpu() = 0;
+    // The other services; null where the services object has none (callers
+    // then do without: no files are found, messages go to the log).
+    virtual iFileService* files() { return nullptr; }
+    virtual iThreadService* threads() { return nullptr; }
+    virtual iUIService* ui() { return nullptr; }
+    virtual iEnvironmentService* environment() { return nullptr; }
 };
 
 // The installed services object; a stand-in without services until one is installed.

@@ -10,9 +10,14 @@
 #define QFFX_DEFAULT_SHADERS_DIR "resources/shaders/"
 #endif
 
+#ifndef QFFX_DEFAULT_TEMPLATES_DIR
+#define QFFX_DEFAULT_TEMPLATES_DIR "resources/effect-templates/"
+#endif
+
 namespace {
 std::mutex g_dirsMutex;
 LightweightString<wchar_t> g_shadersOverride;
+LightweightString<wchar_t> g_templatesOverride;
 } // namespace
 
 LightweightString<wchar_t> withTrailingSeparator(const LightweightString<wchar_t>& dir) {
@@ -42,6 +47,20 @@ LightweightString<wchar_t> getShadersDir() {
 void setShadersDir(const LightweightString<wchar_t>& dir) {
     std::lock_guard<std::mutex> lock(g_dirsMutex);
     g_shadersOverride = absoluteDirectory(dir);
+}
+
+LightweightString<wchar_t> getFXTemplatesDirectory(iSettings::eType) {
+    {
+        std::lock_guard<std::mutex> lock(g_dirsMutex);
+        if (!g_templatesOverride.empty()) return g_templatesOverride;
+    }
+    if (const char* env = std::getenv("QFFX_TEMPLATES_DIR"); env && *env) return absoluteDirectory(fromUTF8(env));
+    return absoluteDirectory(fromUTF8(QFFX_DEFAULT_TEMPLATES_DIR));
+}
+
+void setFXTemplatesDir(const LightweightString<wchar_t>& dir) {
+    std::lock_guard<std::mutex> lock(g_dirsMutex);
+    g_templatesOverride = absoluteDirectory(dir);
 }
 
 LightweightString<wchar_t> joinPaths(const LightweightString<wchar_t>& dir, const LightweightString<wchar_t>& name) {

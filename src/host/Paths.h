@@ -6,11 +6,19 @@
 #pragma once
 
 #include "LightweightString.h"
+#include "Settings.h"
 
 // The effects directory: absolute, always ending in a separator.
 LightweightString<wchar_t> getShadersDir();
 // Overrides the shaders directory; an empty path restores the default choice.
 void setShadersDir(const LightweightString<wchar_t>& dir);
+
+// The effect-templates directory, chosen like the shaders directory: by
+// setFXTemplatesDir (the tool's --templates option), the environment variable
+// QFFX_TEMPLATES_DIR, then the embedded resources/effect-templates/.
+// Both scopes give the same directory.
+LightweightString<wchar_t> getFXTemplatesDirectory(iSettings::eType scope);
+void setFXTemplatesDir(const LightweightString<wchar_t>& dir);
 
 // "a" + "b" -> "a/b"; no doubled separator; an empty part gives the other.
 LightweightString<wchar_t> joinPaths(const LightweightString<wchar_t>& dir, const LightweightString<wchar_t>& name);

@@ -8,8 +8,10 @@ struct ResourceText {
 };
 
 constexpr ResourceText kTexts[] = {
-    {10005, L"All"},
-    {12777, L"Built-in"},
+    {ResourceIds::kAllManufacturers, L"All"},
+    {ResourceIds::kCompilingEffects, L"Compiling effects"},
+    {ResourceIds::kEffectsCaption, L"Effects"},
+    {ResourceIds::kBuiltInLUTs, L"Built-in"},
 };
 
 } // namespace

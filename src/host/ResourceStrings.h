@@ -5,6 +5,12 @@
 
 #include "LightweightString.h"
 
-// 10005: the first entry of the LUT manufacturer list (the choice that shows
-// every LUT). 12777: the category of the LUTs that ship with the library.
+namespace ResourceIds {
+inline constexpr int kAllManufacturers = 10005; // the LUT manufacturer choice that shows every LUT
+inline constexpr int kCompilingEffects = 12047; // the background compilation's title
+inline constexpr int kEffectsCaption = 12048;   // heading of messages about effects
+inline constexpr int kBuiltInLUTs = 12777;      // the category of the LUTs that ship with the library
+} // namespace ResourceIds
+
+// The text of `id`; empty for a number that has none.
 LightweightString<wchar_t> resourceStrW(int id);

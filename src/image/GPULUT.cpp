@@ -55,8 +55,8 @@ bool setFloat3(iShaderEffect& effect, const char* name, const std::array<float, 
 
 } // namespace
 
-bool GPU::applyLUT(const Surface& sourceSurface, Surface& destination, const Ptr<iGPUImage>& lut,
-                   const LUTMapping& mapping, eLUTInterpolation interpolation) {
+bool GPU::applyLUT(const Surface& sourceSurface, Surface& destination, const Ptr<iGPUImage>& lut, const LUTMapping& mapping,
+                   eLUTInterpolation interpolation) {
     // A shallow copy: the source may be the destination itself.
     const Surface source = sourceSurface;
     iGPUService* gpu = OS()->gpu();

@@ -40,9 +40,9 @@ std::vector<Wide> fields(const Wide& name) {
 
 FileLUT::FileLUT(const LightweightString<wchar_t>& path) : m_path(path) {
     m_name = replaceAll(stripPathAndExt(path).view(), L"_", L" ");
-    const Wide factory = getLUTDirectory(iSettings::eFactoryLUTs);
+    const Wide factory = getLUTDirectory(iSettings::eFactory);
     if (path.startsWith(factory.view())) {
-        m_category = resourceStrW(12777);
+        m_category = resourceStrW(ResourceIds::kBuiltInLUTs);
         return;
     }
     if (m_name.find(L"ACES.AP") != Wide::npos) m_selectable = false;

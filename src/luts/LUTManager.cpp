@@ -5,6 +5,7 @@
 #include "host/Log.h"
 #include "host/OS.h"
 #include "host/Paths.h"
+#include "host/ResourceShutdown.h"
 #include "host/ResourceStrings.h"
 #include "host/Strings.h"
 #include "luts/FileLUT.h"
@@ -29,6 +30,11 @@ LightweightString<wchar_t> numberedName(const LightweightString<wchar_t>& path, 
 
 LUTManager& LUTManager::instance() {
     static LUTManager manager;
+    // The effect manager's shut-down ends with the LUT manager's; registered
+    // once, when the process first uses LUTs.
+    static const bool registered =
+        (ResourceShutdown::add("LUTManager", ResourceShutdown::kLUTManagerOrder, [](bool) { LUTManager::shutdown(); }), true);
+    (void)registered;
     return manager;
 }
 
@@ -57,11 +63,11 @@ void LUTManager::buildLUTList() {
     // The catalogue is made aside and swapped in, so that a search on another
     // thread sees the old or the new one, never half of one.
     std::vector<Ptr<iLUT>> luts;
-    addLUTs(iSettings::eFactoryLUTs, luts);
-    if (getLUTDirectory(iSettings::eFactoryLUTs) != getLUTDirectory(iSettings::eUserLUTs)) addLUTs(iSettings::eUserLUTs, luts);
+    addLUTs(iSettings::eFactory, luts);
+    if (getLUTDirectory(iSettings::eFactory) != getLUTDirectory(iSettings::eUser)) addLUTs(iSettings::eUser, luts);
     CriticalSectionLock hold(m_catalogueLock);
     m_availableLUTs.swap(luts);
-    addManufacturer(resourceStrW(10005));
+    addManufacturer(resourceStrW(ResourceIds::kAllManufacturers));
     for (const Ptr<iLUT>& lut : m_availableLUTs)
         if (!lut->getManufacturer().empty()) addManufacturer(lut->getManufacturer());
 }
@@ -74,7 +80,7 @@ Ptr<iLUT> LUTManager::getLUTByID(const Wide& id) const {
 }
 
 std::vector<Ptr<iLUT>> LUTManager::installLUTs(const std::vector<Wide>& files) {
-    const Wide userDir = getLUTDirectory(iSettings::eUserLUTs);
+    const Wide userDir = getLUTDirectory(iSettings::eUser);
     if (!makeDirectories(userDir)) {
         Log("LUTManager : cannot make the user LUT directory %s\n", toUTF8(userDir).c_str());
         return {};

@@ -1,7 +1,8 @@
 // LinuxServices: the services object (iOS) of the Linux host.
 //
 // Tests and the tool install it with installOS(&LinuxServices::instance()).
-// The GPU service (OpenGL 4.5 core through EGL) is created on the first call
+// Files, sleeping, messages and the environment are the POSIX services of
+// posix/. The GPU service (OpenGL 4.5 core through EGL) is created on the first call
 // of gpu(); when EGL or OpenGL cannot start, gpu() logs one line saying why
 // and returns null from then on.
 //
@@ -11,6 +12,7 @@
 #pragma once
 
 #include "host/OS.h"
+#include "platform/posix/PosixServices.h"
 
 #include <atomic>
 #include <memory>
@@ -24,6 +26,10 @@ public:
     static LinuxServices& instance();
 
     iGPUService* gpu() override;
+    iFileService* files() override { return &m_files; }
+    iThreadService* threads() override { return &m_threads; }
+    iUIService* ui() override { return &m_ui; }
+    iEnvironmentService* environment() override { return &m_environment; }
     // The display and renderer of the GPU service; empty without one.
     std::string gpuDescription();
 
@@ -34,4 +40,8 @@ private:
     std::mutex m_mutex;
     std::atomic<bool> m_tried{false};
     std::unique_ptr<GLService> m_gpu; // written once under m_mutex, before m_tried is set
+    PosixFileService m_files;
+    PosixThreadService m_threads;
+    LogUIService m_ui;
+    PosixEnvironmentService m_environment;
 };

@@ -4,6 +4,7 @@
 
 #include "host/LUTPaths.h"
 #include "host/Log.h"
+#include "host/ResourceShutdown.h"
 #include "host/Strings.h"
 #include "luts/FileLUT.h"
 #include "luts/LUTManager.h"
@@ -28,13 +29,13 @@ class LUTDirectories : public ::testing::Test {
 protected:
     void SetUp() override { use(factory.path(), user.path()); }
     void TearDown() override {
-        setLUTDirectory(iSettings::eFactoryLUTs, L"");
-        setLUTDirectory(iSettings::eUserLUTs, L"");
+        setLUTDirectory(iSettings::eFactory, L"");
+        setLUTDirectory(iSettings::eUser, L"");
         setLUTRoot(L"");
     }
     static void use(const std::string& factoryDir, const std::string& userDir) {
-        setLUTDirectory(iSettings::eFactoryLUTs, wide(factoryDir));
-        setLUTDirectory(iSettings::eUserLUTs, wide(userDir));
+        setLUTDirectory(iSettings::eFactory, wide(factoryDir));
+        setLUTDirectory(iSettings::eUser, wide(userDir));
     }
     std::vector<std::string> names(const LUTManager& m) {
         std::vector<std::string> out;
@@ -254,21 +255,27 @@ TEST_F(LUTDirectories, ShutdownReleasesTheCatalogue) {
     EXPECT_EQ(LUTManager::instance().getAvailableLUTs().size(), 1u);
     LUTManager::shutdown();
     EXPECT_TRUE(LUTManager::instance().getAvailableLUTs().empty());
+
+    // The effect manager's shut-down reaches it through its registration.
+    LUTManager::instance().refresh();
+    ASSERT_EQ(LUTManager::instance().getAvailableLUTs().size(), 1u);
+    ResourceShutdown::runAll(false);
+    EXPECT_TRUE(LUTManager::instance().getAvailableLUTs().empty());
 }
 
 TEST(LUTDirectoryDefaults, UserDirectoryFollowsXDGDataHome) {
     const char* saved = std::getenv("XDG_DATA_HOME");
     const std::string restore = saved ? saved : "";
     setenv("XDG_DATA_HOME", "/data/home", 1);
-    EXPECT_EQ(getLUTDirectory(iSettings::eUserLUTs), L"/data/home/qffx/luts/");
+    EXPECT_EQ(getLUTDirectory(iSettings::eUser), L"/data/home/qffx/luts/");
     setenv("XDG_DATA_HOME", "relative/ignored", 1);
-    EXPECT_TRUE(getLUTDirectory(iSettings::eUserLUTs).endsWith(L"/.local/share/qffx/luts/"));
+    EXPECT_TRUE(getLUTDirectory(iSettings::eUser).endsWith(L"/.local/share/qffx/luts/"));
     if (saved)
         setenv("XDG_DATA_HOME", restore.c_str(), 1);
     else
         unsetenv("XDG_DATA_HOME");
-    EXPECT_TRUE(getLUTDirectory(iSettings::eFactoryLUTs).endsWith(L"resources/luts/"));
-    EXPECT_EQ(getLUTRoot(), getLUTDirectory(iSettings::eFactoryLUTs));
+    EXPECT_TRUE(getLUTDirectory(iSettings::eFactory).endsWith(L"resources/luts/"));
+    EXPECT_EQ(getLUTRoot(), getLUTDirectory(iSettings::eFactory));
 }
 
 // --- ACES ---

@@ -1,6 +1,6 @@
 // The qffx subcommands. Each takes the arguments after its name and returns
-// the process exit status: 0 success, 1 the effect has errors, 2 bad usage
-// or an unreadable file.
+// the process exit status: 0 success, 1 the work failed (an effect has
+// errors), 2 bad usage or an unreadable file.
 #pragma once
 
 #include <string>
@@ -13,4 +13,6 @@ int runLuts(const CommandArgs& args);
 #ifdef QFFX_HAVE_PLATFORM
 int runCompile(const CommandArgs& args);
 int runRun(const CommandArgs& args);
+int runEffects(const CommandArgs& args);
+int runWatch(const CommandArgs& args);
 #endif

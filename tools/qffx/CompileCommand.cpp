@@ -7,10 +7,11 @@
 
 namespace {
 
-const char* const kHelp = "usage: qffx compile [--shaders DIR] EFFECT\n"
+const char* const kHelp = "usage: qffx compile [--shaders DIR] [--templates DIR] EFFECT\n"
                           "\n"
-                          "Compiles EFFECT (an .fx file, or the name of an effect in the shaders\n"
-                          "directory) with the GPU service (OpenGL: the effect is written as GLSL).\n"
+                          "Compiles EFFECT (an .fx file, or the name of an effect in the shaders or\n"
+                          "effect-templates directory, found as the effect manager finds it) with\n"
+                          "the GPU service (OpenGL: the effect is written as GLSL).\n"
                           "Prints the effect's parameters on success; otherwise each error as\n"
                           "'error: line N: MESSAGE' with the generated line it points at, exit status 1.\n"
                           "An unreadable file or a missing GPU gives exit status 2.\n";

@@ -208,8 +208,8 @@ int runLuts(const CommandArgs& args) {
     }
     if (!parsed.error.empty()) return usageError("luts", parsed.error);
     if (parsed.positional.empty()) return usageError("luts", "give a subcommand");
-    if (parsed.has("--factory")) setLUTDirectory(iSettings::eFactoryLUTs, fromUTF8(parsed.value("--factory").c_str()));
-    if (parsed.has("--user")) setLUTDirectory(iSettings::eUserLUTs, fromUTF8(parsed.value("--user").c_str()));
+    if (parsed.has("--factory")) setLUTDirectory(iSettings::eFactory, fromUTF8(parsed.value("--factory").c_str()));
+    if (parsed.has("--user")) setLUTDirectory(iSettings::eUser, fromUTF8(parsed.value("--user").c_str()));
     if (parsed.has("--root")) setLUTRoot(fromUTF8(parsed.value("--root").c_str()));
 
     const std::string& sub = parsed.positional[0];

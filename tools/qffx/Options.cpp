@@ -34,7 +34,9 @@ ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionInfo> 
         const std::string name = a.substr(0, eq);
         const OptionInfo* option = nullptr;
         static constexpr OptionInfo kShaders{"--shaders", true};
+        static constexpr OptionInfo kTemplates{"--templates", true};
         if (name == kShaders.name) option = &kShaders;
+        if (name == kTemplates.name) option = &kTemplates;
         for (const OptionInfo& s : known)
             if (s.name == name) option = &s;
         if (!option) {
@@ -75,6 +77,14 @@ ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionInfo> 
             parsed.error = "--shaders: '" + dir + "' is not a directory";
         else
             setShadersDir(fromUTF8(dir.c_str()));
+    }
+    if (parsed.error.empty() && parsed.has("--templates")) {
+        const std::string dir = parsed.value("--templates");
+        std::error_code ec;
+        if (!std::filesystem::is_directory(dir, ec))
+            parsed.error = "--templates: '" + dir + "' is not a directory";
+        else
+            setFXTemplatesDir(fromUTF8(dir.c_str()));
     }
     return parsed;
 }

@@ -27,8 +27,8 @@ struct ParsedArgs {
     const std::vector<std::string>& values(const std::string& name) const;
 };
 
-// Parses options (from `known`, plus --help/-h and --shaders DIR, which it
-// applies) and positional arguments.
+// Parses options (from `known`, plus --help/-h, --shaders DIR and
+// --templates DIR, which it applies) and positional arguments.
 ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionInfo> known);
 
 // Prints "qffx COMMAND: MESSAGE" and a pointer to the help; returns 2.

@@ -14,10 +14,10 @@
 namespace {
 
 const char* const kHelp = "usage: qffx run EFFECT --in IN.png --out OUT.png [--input NAME=FILE.png]...\n"
-                          "                [--set NAME=VALUE]... [--shaders DIR]\n"
+                          "                [--set NAME=VALUE]... [--shaders DIR] [--templates DIR]\n"
                           "\n"
-                          "Compiles EFFECT (an .fx file, or the name of an effect in the shaders\n"
-                          "directory) and draws it over an image the size of IN.png.\n"
+                          "Compiles EFFECT (an .fx file, or the name of an effect in the shaders or\n"
+                          "effect-templates directory) and draws it over an image the size of IN.png.\n"
                           "\n"
                           "  --in IN.png            the picture bound to the effect's first input\n"
                           "  --out OUT.png          where the result is written (8 or 16 bits, as IN.png)\n"

@@ -5,6 +5,8 @@
 #include "host/TextFile.h"
 
 #ifdef QFFX_HAVE_PLATFORM
+#include "host/BackgroundTasks.h"
+#include "manager/Manager.h"
 #include "platform/LinuxServices.h"
 #endif
 
@@ -15,10 +17,28 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The path of EFFECT, or an empty string with `error` set.
-std::string resolveEffectPath(const std::string& effect, std::string& error) {
+bool isPath(const std::string& effect) {
     std::error_code ec;
-    if (fs::exists(effect, ec) || effect.find('/') != std::string::npos) return effect;
+    return fs::exists(effect, ec) || effect.find('/') != std::string::npos;
+}
+
+#ifdef QFFX_HAVE_PLATFORM
+// The path of the effect the manager files under EFFECT (".fx" optional), or
+// an empty string with `error` set.
+std::string resolveEffectPath(const std::string& effect, std::string& error) {
+    if (isPath(effect)) return effect;
+    std::string name = effect;
+    if (name.size() > 3 && toLower(LightweightString<char>(name.substr(name.size() - 3))) == ".fx") name.resize(name.size() - 3);
+    const Ptr<ShaderEffectInfo> found = startManagerForLookup().findEffect(name.c_str(), false);
+    if (found) return toUTF8(found->getFullPath()).str();
+    error = "no effect named '" + effect + "' in " + toUTF8(getShadersDir()).str() + " or " +
+            toUTF8(getFXTemplatesDirectory(iSettings::eFactory)).str();
+    return {};
+}
+#else
+std::string resolveEffectPath(const std::string& effect, std::string& error) {
+    if (isPath(effect)) return effect;
+    std::error_code ec;
     const std::string dir = toUTF8(getShadersDir()).str();
     std::string wanted = toLower(LightweightString<char>(effect)).str();
     if (!wanted.ends_with(".fx")) wanted += ".fx";
@@ -29,6 +49,7 @@ std::string resolveEffectPath(const std::string& effect, std::string& error) {
     error = "no effect named '" + effect + "' in " + dir;
     return {};
 }
+#endif
 
 } // namespace
 
@@ -74,8 +95,16 @@ void printEffectErrors(const ShaderEffectInfo& effect, const std::vector<ShaderE
 }
 
 #ifdef QFFX_HAVE_PLATFORM
+void installServices() { installOS(&LinuxServices::instance()); }
+
+Qf::FxResources::Manager& startManagerForLookup() {
+    installServices();
+    if (!Qf::FxResources::Manager::isStarted()) UIBackgroundTasksQueue::instance().setPaused(true);
+    return Qf::FxResources::Manager::instance();
+}
+
 iGPUService* startGPU(const char* command) {
-    installOS(&LinuxServices::instance());
+    installServices();
     iGPUService* gpu = OS()->gpu();
     if (!gpu) failWith(command, "no GPU service (EGL/OpenGL could not start)");
     return gpu;

@@ -12,9 +12,10 @@
 // Prints "qffx COMMAND: MESSAGE" on standard error; returns exit status 2.
 int failWith(const char* command, const std::string& message);
 
-// EFFECT is a path to an .fx file, or the name of an effect in the shaders
-// directory (matched without regard to case, ".fx" optional). Returns the
-// effect, not yet read, with `path` set; on failure prints why and returns null.
+// EFFECT is a path to an .fx file, or the name of an effect that the effect
+// manager finds in the shaders or effect-templates directory (without regard
+// to case, ".fx" optional; the shaders directory's wins). Returns the effect,
+// not yet read, with `path` set; on failure prints why and returns null.
 Ptr<ShaderEffectInfo> openEffect(const char* command, const std::string& effect, std::string* path = nullptr);
 
 // Prints each error of a read or compile as "error: line N: MESSAGE", with
@@ -22,6 +23,17 @@ Ptr<ShaderEffectInfo> openEffect(const char* command, const std::string& effect,
 void printEffectErrors(const ShaderEffectInfo& effect, const std::vector<ShaderError>& errors);
 
 #ifdef QFFX_HAVE_PLATFORM
+namespace Qf::FxResources {
+class Manager;
+}
+
+// Installs the Linux services; the GPU service starts only when first asked for.
+void installServices();
+// Starts the effect manager for look-ups alone: the background queue is held
+// before the manager starts, so nothing is compiled but what the command
+// compiles itself (the held task is dropped at exit).
+Qf::FxResources::Manager& startManagerForLookup();
+
 // Installs the Linux services and returns the GPU service; on failure prints
 // why and returns null.
 iGPUService* startGPU(const char* command);

@@ -1,6 +1,8 @@
 // qffx: the command-line tool over the effects library.
 #include "Commands.h"
 
+#include "host/Shutdown.h"
+
 #include <clocale>
 #include <cstdio>
 #include <cstring>
@@ -17,11 +19,17 @@ const char* const kUsage = "usage: qffx <command> [options]\n"
 #ifdef QFFX_HAVE_PLATFORM
                            "  compile    compile an effect with the GPU service and report its errors\n"
                            "  run        run an effect on PNG images\n"
+                           "  effects    list the effects the effect manager registers, or compile them\n"
+                           "             all as its background compilation does (--compile)\n"
+                           "  watch      keep the effect manager running and recompile effect files as\n"
+                           "             they change\n"
 #endif
                            "\n"
                            "Run 'qffx <command> --help' for the options of a command.\n"
                            "The effects directory is the embedded resources/shaders/ unless --shaders DIR\n"
-                           "or the environment variable QFFX_SHADERS_DIR names another.\n";
+                           "or the environment variable QFFX_SHADERS_DIR names another; the effect\n"
+                           "templates directory is the embedded resources/effect-templates/ unless\n"
+                           "--templates DIR or QFFX_TEMPLATES_DIR names another.\n";
 
 struct Command {
     std::string_view name;
@@ -29,11 +37,9 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
-    {"generate", runGenerate},
-    {"luts", runLuts},
+    {"generate", runGenerate}, {"luts", runLuts},
 #ifdef QFFX_HAVE_PLATFORM
-    {"compile", runCompile},
-    {"run", runRun},
+    {"compile", runCompile},   {"run", runRun},   {"effects", runEffects}, {"watch", runWatch},
 #endif
 };
 
@@ -54,7 +60,13 @@ int main(int argc, char** argv) {
         return 0;
     }
     for (const Command& c : kCommands)
-        if (c.name == command) return c.run(CommandArgs(argv + 2, argv + argc));
+        if (c.name == command) {
+            const int status = c.run(CommandArgs(argv + 2, argv + argc));
+            // The library's exit callbacks (the effect manager's shut-down) run
+            // before static objects go.
+            Shutdown::runCallbacks(Shutdown::eNormalExit);
+            return status;
+        }
     std::fprintf(stderr, "qffx: unknown command '%s'\n\n%s", argv[1], kUsage);
     return 2;
 }

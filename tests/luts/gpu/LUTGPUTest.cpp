@@ -118,12 +118,12 @@ TEST_F(LUTOnGPU, AppliesALUTFromTheManagerIntoAGivenTarget) {
         factory.write("grey.cube", "LUT_3D_SIZE 2\n" +
                                        std::string("0 0 0\n0.2126 0.2126 0.2126\n0.7152 0.7152 0.7152\n0.9278 0.9278 0.9278\n"
                                                    "0.0722 0.0722 0.0722\n0.2848 0.2848 0.2848\n0.7874 0.7874 0.7874\n1 1 1\n"));
-    setLUTDirectory(iSettings::eFactoryLUTs, fromUTF8(factory.path().c_str()));
-    setLUTDirectory(iSettings::eUserLUTs, fromUTF8(factory.path().c_str()));
+    setLUTDirectory(iSettings::eFactory, fromUTF8(factory.path().c_str()));
+    setLUTDirectory(iSettings::eUser, fromUTF8(factory.path().c_str()));
     LUTManager manager;
     const LUTManager::LoadedLUT lut = manager.loadWithMapping(fromUTF8(path.c_str()));
-    setLUTDirectory(iSettings::eFactoryLUTs, L"");
-    setLUTDirectory(iSettings::eUserLUTs, L"");
+    setLUTDirectory(iSettings::eFactory, L"");
+    setLUTDirectory(iSettings::eUser, L"");
     ASSERT_TRUE(lut.image);
 
     const Ptr<HostImage> in = picture16(16, 12, 3);

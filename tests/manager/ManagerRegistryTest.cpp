@@ -1,0 +1,153 @@
+// The name table and effect list: discovery, duplicates, include files,
+// replacement by path, look-ups that do or do not compile.
+#include "ManagerTestSupport.h"
+
+#include "host/Paths.h"
+#include "host/Strings.h"
+#include "host/TextFile.h"
+
+#include <gmock/gmock.h>
+
+using namespace QfManagerTest;
+using Qf::FxResources::Manager;
+using ::testing::ElementsAre;
+using Text = LightweightString<char>;
+
+namespace {
+
+std::vector<std::string> paths(const std::vector<Ptr<ShaderEffectInfo>>& effects) {
+    std::vector<std::string> out;
+    for (const auto& e : effects) out.push_back(toUTF8(stripPath(e->getFullPath())).str());
+    return out;
+}
+
+} // namespace
+
+TEST(EffectNames, CompareWithoutCaseWithNullEqualToEmptyAndFirst) {
+    struct Case {
+        const char* a;
+        const char* b;
+        int sign;
+    };
+    const Case cases[] = {{"", "", 0},     {nullptr, "", 0},           {"", "a", -1}, {"BLUR", "blur", 0}, {"Blur", "blurs", -1},
+                          {"_x", "a", -1}, // "_" sorts before letters, as lower case
+                          {"b", "A", 1},   {"rgbaBGRA", "RGBAbgra", 0}};
+    for (const Case& c : cases) {
+        const int got = Qf::FxResources::compareEffectNames(Text(c.a).view(), Text(c.b).view());
+        EXPECT_EQ((got > 0) - (got < 0), c.sign) << c.a << " / " << c.b;
+    }
+}
+
+TEST_F(ManagerTest, DiscoversBothDirectoriesInByteOrderSkippingIncludesAndFirstFoundKeepsTheName) {
+    writeShader("b.fx", effectText());
+    writeShader("Blur.fx", effectText());
+    writeShader("_common.fx", effectText());
+    writeShader("notes.txt", "not an effect");
+    writeTemplate("blur.fx", effectText());
+    writeTemplate("A.fx", effectText());
+    UIBackgroundTasksQueue::instance().setPaused(true); // registry only
+    Manager& m = start();
+    EXPECT_THAT(paths(m.getEffects()), ElementsAre("Blur.fx", "b.fx", "A.fx", "blur.fx"));
+    const Ptr<ShaderEffectInfo> found = m.findEffect("BLUR", false);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(toUTF8(found->getFullPath()).str(), (m_shaders / "Blur.fx").string());
+    EXPECT_FALSE(m.findEffect("_common", false));
+    EXPECT_FALSE(m.findEffect("", false));
+    EXPECT_FALSE(m.findEffect(Text(), false));
+    EXPECT_TRUE(m_gpu->compiles().empty()); // discovery compiles nothing
+}
+
+TEST_F(ManagerTest, FindEffectCompilesOnlyWhenAskedAndARunTimeEffectNever) {
+    writeShader("One.fx", effectText());
+    UIBackgroundTasksQueue::instance().setPaused(true);
+    Manager& m = start();
+    const Ptr<ShaderEffectInfo> lazy = m.findEffect("one", false);
+    ASSERT_TRUE(lazy);
+    EXPECT_FALSE(lazy->getCompiledShader());
+    EXPECT_TRUE(m_gpu->compiles().empty());
+    EXPECT_EQ(m.findEffect("ONE", true), lazy);
+    EXPECT_TRUE(lazy->getCompiledShader());
+    EXPECT_EQ(m_gpu->compiles().size(), 1u);
+    EXPECT_THAT(logLines(true), ElementsAre(::testing::StartsWith("Manager::compile() : ")));
+
+    // A reorder effect that failed is filed without a path: look-ups never compile it.
+    m_gpu->failNextCompile({{"no", 0}});
+    ASSERT_TRUE(m.buildReorderEffect("bgra", "rgba", ""));
+    EXPECT_FALSE(m.findShader("bgrargba"));
+    EXPECT_FALSE(m.findEffect("bgrargba", true)->getCompiledShader());
+    EXPECT_EQ(m_gpu->compiles().size(), 2u);
+}
+
+TEST_F(ManagerTest, AFailedOnDemandCompileIsTriedAgainNextTime) {
+    writeShader("Flaky.fx", effectText());
+    UIBackgroundTasksQueue::instance().setPaused(true);
+    Manager& m = start();
+    m_gpu->failNextCompile({{"driver busy", 0}});
+    EXPECT_FALSE(m.findShader("flaky"));
+    EXPECT_TRUE(m.findShader("flaky"));
+    EXPECT_EQ(m_gpu->compiles().size(), 2u);
+    EXPECT_EQ(m.findShader("flaky"), m.findEffect("flaky", false)->getCompiledShader()); // compiled once, kept
+    EXPECT_EQ(m_gpu->compiles().size(), 2u);
+    EXPECT_EQ(m.foregroundCompiles(), 0);
+}
+
+TEST_F(ManagerTest, AddEffectReplacesByNameAndInTheListOnlyWhenThePathMatches) {
+    writeShader("Keep.fx", effectText());
+    writeShader("Other.fx", effectText());
+    UIBackgroundTasksQueue::instance().setPaused(true);
+    Manager& m = start();
+    const std::string keepPath = (m_shaders / "Keep.fx").string();
+    struct Case {
+        const char* what;
+        std::string path;
+        std::vector<std::string> listAfter;
+        bool inList;
+    };
+    const std::vector<Case> cases = {
+        {"a new name is appended", (m_root / "elsewhere" / "New.fx").string(), {"Keep.fx", "Other.fx", "New.fx"}, true},
+        {"same name and path replaces in place", keepPath, {"Keep.fx", "Other.fx", "New.fx"}, true},
+        {"same name, another path: name table only",
+         (m_root / "elsewhere" / "keep.fx").string(),
+         {"Keep.fx", "Other.fx", "New.fx"},
+         false},
+    };
+    for (const Case& c : cases) {
+        const Ptr<ShaderEffectInfo> effect = makePtr<ShaderEffectInfo>(fromUTF8(c.path.c_str()), 7);
+        m.addEffect(effect);
+        EXPECT_THAT(paths(m.getEffects()), ::testing::ElementsAreArray(c.listAfter)) << c.what;
+        EXPECT_EQ(m.findEffect(Manager::registryName(*effect), false), effect) << c.what;
+        const auto list = m.getEffects();
+        EXPECT_EQ(std::find(list.begin(), list.end(), effect) != list.end(), c.inList) << c.what;
+    }
+}
+
+TEST_F(ManagerTest, NoEffectFilesShowsTheMessageQueuesNothingAndStaysUsable) {
+    std::filesystem::remove(m_shaders / "_utils.fx"); // includes do not count either way
+    Manager& m = start();
+    waitForBackground();
+    EXPECT_THAT(logLines(), ElementsAre("QfFxResources : No .fx files found in" + m_shaders.string() + "/Shaders\n"));
+    EXPECT_FALSE(m.findShader("anything"));
+    EXPECT_TRUE(m.createShaderFromCode("Grey", TextFile::fromText(effectText()).lines()));
+    EXPECT_TRUE(m.findShader("grey"));
+}
+
+TEST_F(ManagerTest, ShutdownClearsTheFontCacheThenTheLUTManagerAndInstanceStartsAgain) {
+    std::vector<std::string> order;
+    ResourceShutdown::add("test.luts", ResourceShutdown::kLUTManagerOrder,
+                          [&](bool existed) { order.push_back(existed ? "luts+" : "luts-"); });
+    ResourceShutdown::add("test.fonts", ResourceShutdown::kFontCacheOrder, [&](bool existed) {
+        if (existed) order.push_back("fonts");
+    });
+    writeShader("One.fx", effectText());
+    UIBackgroundTasksQueue::instance().setPaused(true);
+    start();
+    shutdownNow();
+    EXPECT_FALSE(Manager::isStarted());
+    EXPECT_THAT(order, ElementsAre("fonts", "luts+")); // font cache cleared, LUT manager last
+
+    writeShader("Two.fx", effectText());
+    Manager& again = start(); // a new manager lists the directories again
+    EXPECT_TRUE(again.findEffect("two", false));
+    ResourceShutdown::remove("test.luts");
+    ResourceShutdown::remove("test.fonts");
+}
