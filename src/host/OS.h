@@ -7,6 +7,7 @@
 
 #include "Directories.h"
 #include "GPUImage.h"
+#include "ImageLimits.h"
 #include "LightweightString.h"
 #include "ShaderContract.h"
 #include "ShaderEffect.h"
@@ -32,6 +33,9 @@ public:
     // Waits until the GPU has completed every draw and transfer issued so
     // far; timings (diagnostics, benchmarks) call it after each measured step.
     virtual void finish() {}
+    // The largest width or height of a 2D image this service can make;
+    // pictures are checked against it before their pixels are read.
+    virtual int maxImageSide() const { return ImageLimits::kMaxDimension; }
 };
 
 // The file service.

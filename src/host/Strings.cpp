@@ -11,8 +11,18 @@
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
+// A byte that is not part of valid UTF-8 is carried as U+DC00 + the byte (a
+// lone low surrogate, which no valid UTF-8 decodes to), so that file names,
+// which are bytes on Linux, come back unchanged.
+constexpr char32_t kEscapedByte = 0xDC00;
+
+bool isEscapedByte(char32_t c) { return c >= kEscapedByte + 0x80 && c <= kEscapedByte + 0xFF; }
 
 void appendUTF8(std::string& out, char32_t c) {
+    if (isEscapedByte(c)) {
+        out.push_back(char(c - kEscapedByte));
+        return;
+    }
     if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = kReplacement;
     if (c < 0x80) {
         out.push_back(char(c));
@@ -49,7 +59,7 @@ LightweightString<wchar_t> fromUTF8(const LightweightString<char>& utf8) {
         const unsigned char b = *p;
         int extra = b < 0x80 ? 0 : (b & 0xE0) == 0xC0 ? 1 : (b & 0xF0) == 0xE0 ? 2 : (b & 0xF8) == 0xF0 ? 3 : -1;
         if (extra < 0 || end - p <= extra) {
-            out.push_back(wchar_t(kReplacement));
+            out.push_back(wchar_t(kEscapedByte + b));
             ++p;
             continue;
         }
@@ -64,7 +74,7 @@ LightweightString<wchar_t> fromUTF8(const LightweightString<char>& utf8) {
         }
         static constexpr char32_t kMin[] = {0, 0x80, 0x800, 0x10000};
         if (!ok || c < kMin[extra] || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) {
-            out.push_back(wchar_t(kReplacement));
+            out.push_back(wchar_t(kEscapedByte + b));
             ++p;
             continue;
         }

@@ -6,9 +6,12 @@
 
 #include <cstdint>
 
-// UTF-32 -> UTF-8. Code points that are not valid Unicode become U+FFFD.
+// UTF-8 <-> UTF-32 that keeps every byte: a byte that does not begin a valid
+// UTF-8 sequence is carried as the code point U+DC00 + byte (U+DC80..U+DCFF)
+// and written back as that byte, so that any byte string (a Linux file name
+// that is not UTF-8, say) survives fromUTF8 then toUTF8 unchanged. Other code
+// points that are not Unicode scalar values are written as U+FFFD.
 LightweightString<char> toUTF8(const LightweightString<wchar_t>& wide);
-// UTF-8 -> UTF-32. Malformed sequences become U+FFFD, one per bad byte.
 LightweightString<wchar_t> fromUTF8(const LightweightString<char>& utf8);
 
 // ASCII case folding (A-Z only for narrow text, the C library's for wide).

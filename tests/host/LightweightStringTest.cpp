@@ -51,12 +51,13 @@ TEST(Utf8, RoundTripsEveryEncodedLength) {
                                                                                      "\xEF\xBF\xBD");
 }
 
-TEST(Utf8, MalformedInputBecomesReplacementCharacters) {
-    EXPECT_EQ(fromUTF8("a\x80z"), L"a\uFFFDz");                 // stray continuation byte
-    EXPECT_EQ(fromUTF8("\xE2\x82"), L"\uFFFD\uFFFD");           // truncated at the end
-    EXPECT_EQ(fromUTF8("\xE2(x"), L"\uFFFD(x");                 // lead byte without continuation
-    EXPECT_EQ(fromUTF8("\xC0\xAF"), L"\uFFFD\uFFFD");           // overlong "/"
-    EXPECT_EQ(fromUTF8("\xED\xA0\x80"), L"\uFFFD\uFFFD\uFFFD"); // encoded surrogate
+TEST(Utf8, BytesThatAreNotUTF8AreCarriedAndWrittenBack) {
+    EXPECT_EQ(fromUTF8("a\x80z"), L"a\xDC80z");                 // stray continuation byte
+    EXPECT_EQ(fromUTF8("\xE2\x82"), L"\xDCE2\xDC82");           // truncated at the end
+    EXPECT_EQ(fromUTF8("\xE2(x"), L"\xDCE2(x");                 // lead byte without continuation
+    EXPECT_EQ(fromUTF8("\xC0\xAF"), L"\xDCC0\xDCAF");           // overlong "/"
+    EXPECT_EQ(fromUTF8("\xED\xA0\x80"), L"\xDCED\xDCA0\xDC80"); // encoded surrogate
     EXPECT_EQ(fromUTF8("\xF4\x90\x80\x80").size(), 4u);         // above U+10FFFF
-    EXPECT_EQ(fromUTF8("\xFF"), L"\uFFFD");
+    for (const char* bytes : {"a\xFF.png", "\xE2\x82", "\xED\xA0\x80/\xC3\xA9", "\xF4\x90\x80\x80"})
+        EXPECT_EQ(toUTF8(fromUTF8(bytes)), bytes);
 }

@@ -169,11 +169,11 @@ int apply(const ParsedArgs& parsed) {
     if (method != "trilinear" && method != "tetrahedral")
         return usageError("luts", "--interpolation is trilinear or tetrahedral, not '" + method + "'");
 
-    std::string error;
-    const Ptr<HostImage> in = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error);
-    if (!in) return fail(2, error);
     iGPUService* gpu = startGPU("luts");
     if (!gpu) return 2;
+    std::string error;
+    const Ptr<HostImage> in = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error, gpu->maxImageSide());
+    if (!in) return fail(2, error);
 
     LUTManager::LoadedLUT lut;
     if (!findLUT(parsed.positional[1], *gpu, lut, error)) return fail(2, error);

@@ -4,7 +4,10 @@
 #include "ParameterValues.h"
 #include "ToolEffects.h"
 
+#include "host/CubeLUT.h"
+#include "host/Files.h"
 #include "host/HostImage.h"
+#include "host/Paths.h"
 #include "host/Strings.h"
 #include "platform/png/PngFile.h"
 
@@ -21,7 +24,8 @@ const char* const kHelp = "usage: qffx run EFFECT --in IN.png --out OUT.png [--i
                           "\n"
                           "  --in IN.png            the picture bound to the effect's first input\n"
                           "  --out OUT.png          where the result is written (8 or 16 bits, as IN.png)\n"
-                          "  --input NAME=FILE.png  the picture for another input (e.g. Mask=mask.png)\n"
+                          "  --input NAME=FILE     the picture for another input (e.g. Mask=mask.png), or\n"
+                          "                         a .cube file for a 3D input\n"
                           "  --set NAME=VALUE       a parameter value: a number (float, int), true/false\n"
                           "                         (bool), or comma-separated numbers (float3, float4,\n"
                           "                         float3x3 with 9 numbers, rows in order)\n"
@@ -77,12 +81,12 @@ int runRun(const CommandArgs& args) {
         inputFiles[name] = file;
     }
 
-    std::string error;
-    const Ptr<HostImage> in = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error);
-    if (!in) return fail(error);
-
     iGPUService* gpu = startGPU("run");
     if (!gpu) return 2;
+
+    std::string error;
+    const Ptr<HostImage> in = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error, gpu->maxImageSide());
+    if (!in) return fail(error);
 
     const ShaderCompilationOutput out = effect->compile();
     if (!out.shader) {
@@ -111,9 +115,24 @@ int runRun(const CommandArgs& args) {
         const std::string name = input.name.str();
         Ptr<iGPUImage> image;
         if (auto it = inputFiles.find(name); it != inputFiles.end()) {
-            const Ptr<HostImage> picture = PngFile::read(fromUTF8(it->second.c_str()), error);
-            if (!picture) return fail(error);
-            image = picture->createGPUImage(*gpu);
+            // A 3D input takes a .cube look-up table, a 2D input a picture:
+            // the other kind would run and give a black picture.
+            const LightweightString<wchar_t> file = fromUTF8(it->second.c_str());
+            const bool isCube = toLower(getExtension(file)) == L"cube";
+            if (input.dimension == Shader::Input::e3D) {
+                if (!isCube)
+                    return fail("input '" + name + "' is a 3D look-up table: give a .cube file, not '" + it->second + "'");
+                std::string text;
+                if (!Files::readWholeFile(file, CubeLUT::kMaxFileBytes, text, error)) return fail(error);
+                const CubeLUT::Result lut = CubeLUT::read(text);
+                if (!lut.image) return fail(it->second + ": line " + std::to_string(lut.line) + ": " + lut.error);
+                image = lut.image->createGPUImage(*gpu);
+            } else {
+                if (isCube) return fail("input '" + name + "' takes a picture, not the 3D look-up table '" + it->second + "'");
+                const Ptr<HostImage> picture = PngFile::read(file, error, gpu->maxImageSide());
+                if (!picture) return fail(error);
+                image = picture->createGPUImage(*gpu);
+            }
             inputFiles.erase(it);
         } else if (input.dimension == Shader::Input::e3D) {
             image = identityLUT(*gpu);

@@ -4,8 +4,10 @@
 #include "host/Shutdown.h"
 
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 namespace {
@@ -50,6 +52,9 @@ int main(int argc, char** argv) {
     // classes); the library reads and writes numbers without it, so the
     // output is the same in every locale.
     std::setlocale(LC_ALL, "");
+    // A file-size limit makes a write fail (and its temporary file go) instead
+    // of killing the process half-way through an output.
+    std::signal(SIGXFSZ, SIG_IGN);
     if (argc < 2) {
         std::fputs(kUsage, stderr);
         return 2;
@@ -61,7 +66,14 @@ int main(int argc, char** argv) {
     }
     for (const Command& c : kCommands)
         if (c.name == command) {
-            const int status = c.run(CommandArgs(argv + 2, argv + argc));
+            int status = 2;
+            try {
+                status = c.run(CommandArgs(argv + 2, argv + argc));
+            } catch (const std::bad_alloc&) {
+                // Input that needs more memory than the machine has is bad
+                // input: a message and exit status 2, not an abort.
+                std::fprintf(stderr, "qffx %s: out of memory\n", argv[1]);
+            }
             // The library's exit callbacks (the effect manager's shut-down) run
             // before static objects go.
             Shutdown::runCallbacks(Shutdown::eNormalExit);

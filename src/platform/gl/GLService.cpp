@@ -78,6 +78,8 @@ void GLService::releaseGPUResources() {
     m_device->run([&] { m_device->dropPassTargets(); });
 }
 
+int GLService::maxImageSide() const { return m_device->maxTextureSize(); }
+
 void GLService::finish() {
     m_device->run([] { glFinish(); });
 }

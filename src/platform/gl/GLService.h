@@ -36,6 +36,7 @@ public:
     // Frees the intermediate pass textures kept for multi-pass effects.
     void releaseGPUResources() override;
     void finish() override;
+    int maxImageSide() const override;
 
     // Which display and renderer the context runs on.
     const std::string& description() const { return m_device->description(); }

@@ -37,6 +37,7 @@ struct Coder {
     const uint8_t* input = nullptr;
     size_t inputSize = 0;
     size_t inputPos = 0;
+    int maxSide = HostImage::kMaxDimension;
     Ptr<HostImage> image;
     std::vector<png_bytep> rows;
 
@@ -99,6 +100,12 @@ bool runDecoder(Coder* c) {
     const png_uint_32 width = png_get_image_width(c->png, c->info);
     const png_uint_32 height = png_get_image_height(c->png, c->info);
     const int depth = png_get_bit_depth(c->png, c->info);
+    if (width > png_uint_32(c->maxSide) || height > png_uint_32(c->maxSide)) {
+        char message[128];
+        std::snprintf(message, sizeof message, "the picture is %ux%u; the GPU takes at most %dx%d", unsigned(width),
+                      unsigned(height), c->maxSide, c->maxSide);
+        png_error(c->png, message);
+    }
     // Deflate packs at most about 1032 bytes into one: a header that claims
     // more pixels than the file's bytes can hold is refused before the
     // picture's memory is taken.
@@ -155,7 +162,7 @@ bool runEncoder(Coder* c) {
 
 } // namespace
 
-Ptr<HostImage> PngFile::decode(const void* data, size_t size, std::string& error, const std::string& name) {
+Ptr<HostImage> PngFile::decode(const void* data, size_t size, std::string& error, const std::string& name, int maxSide) {
 
     if (size < 8 || png_sig_cmp(static_cast<png_const_bytep>(data), 0, 8) != 0) {
         error = name + ": not a PNG file";
@@ -164,6 +171,7 @@ Ptr<HostImage> PngFile::decode(const void* data, size_t size, std::string& error
     Coder c;
     c.input = static_cast<const uint8_t*>(data);
     c.inputSize = size;
+    c.maxSide = maxSide;
     c.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &c, onError, onWarning);
     if (c.png) c.info = png_create_info_struct(c.png);
     if (!c.png || !c.info) {
@@ -178,10 +186,10 @@ Ptr<HostImage> PngFile::decode(const void* data, size_t size, std::string& error
     return nullptr;
 }
 
-Ptr<HostImage> PngFile::read(const LightweightString<wchar_t>& path, std::string& error) {
+Ptr<HostImage> PngFile::read(const LightweightString<wchar_t>& path, std::string& error, int maxSide) {
     std::string bytes;
     if (!Files::readWholeFile(path, Files::kMaxPictureFileBytes, bytes, error)) return nullptr;
-    return decode(bytes.data(), bytes.size(), error, toUTF8(path).str());
+    return decode(bytes.data(), bytes.size(), error, toUTF8(path).str(), maxSide);
 }
 
 bool PngFile::encode(const HostImage& image, std::vector<uint8_t>& out, std::string& error) {

@@ -25,10 +25,14 @@
 
 class PngFile {
 public:
-    // The picture, or null with `error` naming the file and the reason.
-    static Ptr<HostImage> read(const LightweightString<wchar_t>& path, std::string& error);
+    // The picture, or null with `error` naming the file and the reason. A
+    // picture wider or taller than `maxSide` (the GPU's limit, say) is refused
+    // from its header, before its pixels take memory.
+    static Ptr<HostImage> read(const LightweightString<wchar_t>& path, std::string& error,
+                               int maxSide = HostImage::kMaxDimension);
     // Decodes PNG bytes held in memory; `name` prefixes the error messages.
-    static Ptr<HostImage> decode(const void* data, size_t size, std::string& error, const std::string& name = "PNG data");
+    static Ptr<HostImage> decode(const void* data, size_t size, std::string& error, const std::string& name = "PNG data",
+                                 int maxSide = HostImage::kMaxDimension);
 
     // Writes the file through Files::writeWholeFile: the previous file stays
     // as it was unless the new one was written completely.
