@@ -11,6 +11,8 @@ for target in build-fuzz/fuzz/fuzz_*; do
     case "$name" in
         fuzz_effect_reader) seeds=(resources/shaders tests/data/golden tests/data/gl) ;;
         fuzz_cube_reader) seeds=(tests/data/luts resources/luts) ;;
+        fuzz_png_reader) seeds=(tests/data/png) ;;
+        fuzz_compile_path) seeds=(resources/shaders tests/data/golden) ;;
         *) seeds=() ;;
     esac
     work=$(mktemp -d)
