@@ -16,4 +16,5 @@ int runCompile(const CommandArgs& args);
 int runRun(const CommandArgs& args);
 int runEffects(const CommandArgs& args);
 int runWatch(const CommandArgs& args);
+int runPreview(const CommandArgs& args);
 #endif

@@ -1,5 +1,6 @@
 // qffx run: runs an effect on PNG images with the real GPU service.
 #include "Commands.h"
+#include "EffectDrawing.h"
 #include "Options.h"
 #include "ParameterValues.h"
 #include "ToolEffects.h"
@@ -30,22 +31,6 @@ const char* const kHelp = "usage: qffx run EFFECT --in IN.png --out OUT.png [--i
                           "success, 1 when the effect does not compile, 2 for bad arguments or files.\n";
 
 int fail(const std::string& message) { return failWith("run", message); }
-
-// An identity 3D look-up table: the colour of each lattice point is its position.
-Ptr<iGPUImage> identityLUT(iGPUService& gpu) {
-    constexpr int kSize = 33; // the LUT size that the shipped ApplyLUT effect assumes by default
-    const Ptr<HostImage3D> lut = HostImage3D::create(kSize, kSize, kSize, 3);
-    if (!lut) return {};
-    for (int b = 0; b < kSize; ++b)
-        for (int g = 0; g < kSize; ++g)
-            for (int r = 0; r < kSize; ++r) {
-                float* texel = lut->texel(r, g, b);
-                texel[0] = r / float(kSize - 1);
-                texel[1] = g / float(kSize - 1);
-                texel[2] = b / float(kSize - 1);
-            }
-    return lut->createGPUImage(gpu);
-}
 
 bool splitNameValue(const std::string& text, std::string& name, std::string& value) {
     const size_t eq = text.find('=');
@@ -103,35 +88,8 @@ int runRun(const CommandArgs& args) {
         if (!setParameterFromText(*param, value, error)) return fail("--set " + name + ": " + error);
     }
 
-    // Bindings follow the effect's inputs in declaration order, so that the
-    // N-th input reads its picture through uvN.
-    std::vector<ShaderInputBinding> bindings;
-    bool firstPicture = true;
-    for (const Shader::Input& input : effect->getInputs()) {
-        const std::string name = input.name.str();
-        Ptr<iGPUImage> image;
-        if (auto it = inputFiles.find(name); it != inputFiles.end()) {
-            const Ptr<HostImage> picture = PngFile::read(fromUTF8(it->second.c_str()), error);
-            if (!picture) return fail(error);
-            image = picture->createGPUImage(*gpu);
-            inputFiles.erase(it);
-        } else if (input.dimension == Shader::Input::e3D) {
-            image = identityLUT(*gpu);
-        } else if (firstPicture && !input.isMask) {
-            image = in->createGPUImage(*gpu);
-            firstPicture = false;
-        } else {
-            return fail("no picture for input '" + name + "' (give --input " + name + "=FILE.png)");
-        }
-        if (!image) return fail("cannot make a GPU image for input '" + name + "'");
-        bindings.push_back(ShaderInputBinding::whole(input.name, image));
-    }
-    if (!inputFiles.empty()) return fail("the effect has no input '" + inputFiles.begin()->first + "'");
-
-    const Ptr<iGPUImage> target = gpu->createImage(in->getSize(), in->getFormat());
-    if (!target || !out.shader->draw(target, bindings)) return fail("the draw failed");
-    const Ptr<HostImage> result = HostImage::fromGPUImage(*target);
-    if (!result) return fail("cannot read the result back from the GPU");
+    const Ptr<HostImage> result = drawEffect(*effect, *out.shader, *gpu, *in, inputFiles, error);
+    if (!result) return fail(error);
     if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *result, error)) return fail(error);
     return 0;
 }

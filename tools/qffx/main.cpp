@@ -24,6 +24,8 @@ const char* const kUsage = "usage: qffx <command> [options]\n"
                            "             all as its background compilation does (--compile)\n"
                            "  watch      keep the effect manager running and recompile effect files as\n"
                            "             they change\n"
+                           "  preview    a contact sheet of an effect over a test picture, its float\n"
+                           "             parameters swept\n"
 #endif
                            "\n"
                            "Run 'qffx <command> --help' for the options of a command.\n"
@@ -40,7 +42,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {"generate", runGenerate}, {"luts", runLuts}, {"describe", runDescribe},
 #ifdef QFFX_HAVE_PLATFORM
-    {"compile", runCompile},   {"run", runRun},   {"effects", runEffects},   {"watch", runWatch},
+    {"compile", runCompile},   {"run", runRun},   {"effects", runEffects},   {"watch", runWatch}, {"preview", runPreview},
 #endif
 };
 
