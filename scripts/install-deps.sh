@@ -8,6 +8,7 @@ packages=(
   libpng-dev
   clang libclang-rt-14-dev clang-format
   locales
+  python3 python3-jsonschema
 )
 missing=()
 for p in "${packages[@]}"; do

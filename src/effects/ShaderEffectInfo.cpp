@@ -47,16 +47,18 @@ ShaderEffectInfo::ShaderEffectInfo(const ShaderEffectInfo& o)
     : Qf::InternalRefCount(), iVirtual(), iObject(), m_generator(o.m_generator), m_shader(o.m_shader), m_name(o.m_name),
       m_category(o.m_category), m_subcategory(o.m_subcategory), m_notes(o.m_notes), m_caps(o.m_caps), m_inputs(o.m_inputs),
       m_techniques(o.m_techniques), m_pendingPasses(o.m_pendingPasses), m_params(o.m_params),
-      m_processedSource(o.m_processedSource), m_errors(o.m_errors), m_fullPath(o.m_fullPath), m_fileTime(o.m_fileTime),
-      m_source(o.m_source), m_read(o.m_read) {}
+      m_processedSource(o.m_processedSource), m_errors(o.m_errors), m_variables(o.m_variables),
+      m_compiledLineSources(o.m_compiledLineSources), m_readerErrors(o.m_readerErrors), m_fullPath(o.m_fullPath),
+      m_fileTime(o.m_fileTime), m_source(o.m_source), m_read(o.m_read) {}
 
 ShaderEffectInfo::ShaderEffectInfo(ShaderEffectInfo&& o) noexcept
     : Qf::InternalRefCount(), iVirtual(), iObject(), m_generator(std::move(o.m_generator)), m_shader(std::move(o.m_shader)),
       m_name(std::move(o.m_name)), m_category(std::move(o.m_category)), m_subcategory(std::move(o.m_subcategory)),
       m_notes(std::move(o.m_notes)), m_caps(o.m_caps), m_inputs(std::move(o.m_inputs)), m_techniques(std::move(o.m_techniques)),
       m_pendingPasses(std::move(o.m_pendingPasses)), m_params(std::move(o.m_params)),
-      m_processedSource(std::move(o.m_processedSource)), m_errors(std::move(o.m_errors)), m_fullPath(std::move(o.m_fullPath)),
-      m_fileTime(o.m_fileTime), m_source(std::move(o.m_source)), m_read(o.m_read) {}
+      m_processedSource(std::move(o.m_processedSource)), m_errors(std::move(o.m_errors)), m_variables(std::move(o.m_variables)),
+      m_compiledLineSources(std::move(o.m_compiledLineSources)), m_readerErrors(std::move(o.m_readerErrors)),
+      m_fullPath(std::move(o.m_fullPath)), m_fileTime(o.m_fileTime), m_source(std::move(o.m_source)), m_read(o.m_read) {}
 
 ShaderEffectInfo& ShaderEffectInfo::operator=(const ShaderEffectInfo& o) {
     if (this != &o) {
@@ -82,6 +84,9 @@ ShaderEffectInfo& ShaderEffectInfo::operator=(ShaderEffectInfo&& o) noexcept {
     m_params = std::move(o.m_params);
     m_processedSource = std::move(o.m_processedSource);
     m_errors = std::move(o.m_errors);
+    m_variables = std::move(o.m_variables);
+    m_compiledLineSources = std::move(o.m_compiledLineSources);
+    m_readerErrors = std::move(o.m_readerErrors);
     m_fullPath = std::move(o.m_fullPath);
     m_fileTime = o.m_fileTime;
     m_source = std::move(o.m_source);
@@ -116,6 +121,25 @@ ShaderCompileInput ShaderEffectInfo::makeCompileInput(const iShaderCodeGenerator
     input.text = joinLines(m_processedSource);
     for (ShaderDefinition& extra : generator.getExtraDefinitions(m_techniques)) input.definitions.push_back(std::move(extra));
     return input;
+}
+
+uint32_t ShaderSourceMap::fileLineOf(const ShaderError& error) const {
+    for (const ReaderError& r : readerErrors)
+        if (r.error == error) return r.fileLine;
+    return error.line < lines.size() ? lines[error.line] : 0;
+}
+
+ShaderSourceMap ShaderEffectInfo::getSourceMap() const {
+    CriticalSectionLock hold(const_cast<CriticalSection&>(m_lock));
+    ShaderSourceMap map;
+    map.readerErrors = m_readerErrors;
+    if (m_processedSource.empty()) {
+        // Generated text is compiled from its file as it stands.
+        for (size_t i = 0; i < m_source.numLines(); ++i) map.lines.push_back(uint32_t(i + 1));
+    } else {
+        map.lines = m_compiledLineSources;
+    }
+    return map;
 }
 
 Ptr<iShaderEffect> ShaderEffectInfo::getCompiledShader() const {

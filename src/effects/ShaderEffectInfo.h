@@ -35,6 +35,29 @@ struct ShaderCompileInput {
     ShaderDefinitions definitions;
 };
 
+// Where the text read from an effect file came from, so that tools can show
+// errors at the author's own lines. The error records themselves keep their
+// lines in the generated text; this is kept beside them.
+struct ShaderSourceMap {
+    // For each line of the text a compile hands to the GPU service (index: its
+    // 0-based line), the 1-based line of the effect file that made it; 0 where
+    // no line did. A copied code line maps to itself, a declaration's text to
+    // the declaration, the technique text at the end to the entry point or
+    // pass it names. Text compiled from its file as it stands maps to itself.
+    std::vector<uint32_t> lines;
+    // The reader's own errors, each with the file line of its declaration.
+    struct ReaderError {
+        ShaderError error;
+        uint32_t fileLine = 0;
+    };
+    std::vector<ReaderError> readerErrors;
+
+    // The file line an error of a read or a compile concerns: a reader error's
+    // own declaration, else the file line of the generated line it names (0
+    // when none is known).
+    uint32_t fileLineOf(const ShaderError& error) const;
+};
+
 class ShaderEffectInfo : public iObject {
 public:
     enum eErrorType : int32_t {
@@ -66,6 +89,11 @@ public:
     const std::vector<Shader::Technique>& getTechniques() const { return m_techniques; }
     const std::vector<LightweightString<char>>& getProcessedSourceCode() const { return m_processedSource; }
     const std::vector<Shader::Error>& getErrors() const { return m_errors; }
+    // Declarations that give only an ID: shader variables the host sets, with
+    // no user-visible parameter (not part of getParams()).
+    const std::vector<Shader::Parameter>& getVariables() const { return m_variables; }
+    // Where each line of the read text came from (see ShaderSourceMap).
+    ShaderSourceMap getSourceMap() const;
     const LightweightString<wchar_t>& getFullPath() const { return m_fullPath; }
     uint64_t getFileTime() const { return m_fileTime; }
     const TextFile& getSource() const { return m_source; }
@@ -141,6 +169,8 @@ private:
     static bool isAcceptableParamFlag(const LightweightString<char>& flag, const char** table);
     static LightweightString<char> makeTextureName(const LightweightString<char>& name);
     void recordError(eErrorType kind, const LightweightString<char>& text);
+    void appendProcessed(Shader::Lines&& lines, uint32_t fileLine);
+    void appendTechniques();
 
     static uint32_t getCaps(const Ptr<iShaderEffect>& shader);
     void setShader(const Ptr<iShaderEffect>& shader);
@@ -156,6 +186,16 @@ private:
     std::vector<Shader::Parameter> m_params;
     std::vector<LightweightString<char>> m_processedSource;
     std::vector<Shader::Error> m_errors;
+    std::vector<Shader::Parameter> m_variables;
+    // The source map: a file line per compiled line, and the reader's errors
+    // with their file lines (kept after the errors are handed out).
+    std::vector<uint32_t> m_compiledLineSources;
+    std::vector<ShaderSourceMap::ReaderError> m_readerErrors;
+    // While reading: the file line being read, and the file line of each pass
+    // and entry function declared (by function name). Not copied: only a read
+    // in progress uses them.
+    uint32_t m_readingLine = 0;
+    std::vector<std::pair<LightweightString<char>, uint32_t>> m_functionLines;
     LightweightString<wchar_t> m_fullPath;
     uint64_t m_fileTime = 0;
     TextFile m_source;

@@ -11,6 +11,8 @@
 #include "host/ShaderContract.h"
 #include "host/Strings.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cfloat>
 #include <cmath>
 #include <string_view>
@@ -108,6 +110,51 @@ void ShaderEffectInfo::recordError(eErrorType kind, const Text& text) {
     if (!prefix) return;
     const size_t line = std::min(m_processedSource.size(), kMaxProcessedLines);
     m_errors.push_back({prefix + text, uint16_t(line)});
+    m_readerErrors.push_back({m_errors.back(), m_readingLine});
+}
+
+// Appends generated lines, each of which may hold several lines of text
+// (the GLSL technique text embeds line feeds): every one maps to `fileLine`.
+void ShaderEffectInfo::appendProcessed(Shader::Lines&& lines, uint32_t fileLine) {
+    for (Text& l : lines) {
+        const size_t breaks = size_t(std::count(l.view().begin(), l.view().end(), '\n'));
+        m_compiledLineSources.insert(m_compiledLineSources.end(), breaks + 1, fileLine);
+        m_processedSource.push_back(std::move(l));
+    }
+}
+
+// The technique text that ends the processed source. A line of it that calls
+// a pass or entry function maps to that function's declaration; the others
+// (main's frame, the pass switch) to the entry point of the first technique.
+void ShaderEffectInfo::appendTechniques() {
+    const auto declarationOf = [this](std::string_view line) -> uint32_t {
+        for (const auto& [function, fileLine] : m_functionLines) {
+            for (size_t at = line.find(function.view()); at != std::string_view::npos; at = line.find(function.view(), at + 1)) {
+                const size_t end = at + function.size();
+                const bool startsWord = at == 0 || !(std::isalnum((unsigned char)line[at - 1]) || line[at - 1] == '_');
+                if (startsWord && end < line.size() && line[end] == '(') return fileLine;
+            }
+        }
+        return 0;
+    };
+    const Text& firstEntry = m_techniques.front().passes.back().functionName;
+    uint32_t frameLine = 0;
+    for (const auto& [function, fileLine] : m_functionLines)
+        if (function == firstEntry) {
+            frameLine = fileLine;
+            break;
+        }
+    for (Text& entry : m_generator->generate(m_techniques)) {
+        const std::string_view v = entry.view();
+        for (size_t start = 0;;) {
+            const size_t nl = v.find('\n', start);
+            const uint32_t named = declarationOf(v.substr(start, nl == std::string_view::npos ? nl : nl - start));
+            m_compiledLineSources.push_back(named ? named : frameLine);
+            if (nl == std::string_view::npos) break;
+            start = nl + 1;
+        }
+        m_processedSource.push_back(std::move(entry));
+    }
 }
 
 std::vector<Text> ShaderEffectInfo::extractDeclarationArguments(const Text& line) {
@@ -128,34 +175,38 @@ void ShaderEffectInfo::preProcess() {
     m_read = true;
     if (m_source.empty() || !m_generator) return;
     m_processedSource.reserve(m_processedSource.size() + m_source.numLines());
-    auto append = [this](Shader::Lines&& lines) {
-        for (Text& l : lines) m_processedSource.push_back(std::move(l));
-    };
+    m_compiledLineSources.reserve(m_processedSource.capacity());
 
     for (const Text& line : m_source.lines()) {
+        // The source map counts file lines from 1, as editors do.
+        const uint32_t fileLine = ++m_readingLine;
         // All tests are prefix tests on the line without its surrounding
         // blanks (0x20 only); the trimmed copy is made only when it is used.
         const std::string_view t = Text::trimBlanks(line.view());
         if (t.starts_with(ShaderContract::kGeneratedTextMarker)) {
             m_processedSource.clear();
+            m_compiledLineSources.clear();
             break;
         }
         if (t.starts_with("#include"))
-            append(handleIncludeDirective(Text(t)));
+            appendProcessed(handleIncludeDirective(Text(t)), fileLine);
         else if (t.starts_with("//"))
-            append(m_generator->generate(Shader::Comment{Text(t)}));
+            appendProcessed(m_generator->generate(Shader::Comment{Text(t)}), fileLine);
         else if (!t.starts_with("Declare"))
-            append(m_generator->generate(line));
+            appendProcessed(m_generator->generate(line), fileLine);
         else
-            append(dispatchDeclaration(Text(t)));
+            appendProcessed(dispatchDeclaration(Text(t)), fileLine);
     }
-    if (!m_techniques.empty()) append(m_generator->generate(m_techniques));
+    if (!m_techniques.empty()) appendTechniques();
+    m_functionLines.clear();
+    m_readingLine = 0;
 
     // Beyond 65,535 lines the 16-bit line records would wrap: such an effect
     // is refused with one record instead of errors pointing at wrong lines.
     if (m_processedSource.size() > kMaxProcessedLines) {
         const Text count = StringFromInteger(int64_t(m_processedSource.size()));
         m_errors.clear();
+        m_readerErrors.clear();
         recordError(eTooManyLines, count);
     }
 }
@@ -228,7 +279,8 @@ bool ShaderEffectInfo::readInteger(const Text& text, int64_t& value) {
 
 Shader::Lines ShaderEffectInfo::declareVariableOnly(const Args& args, iShaderParam::eType type) {
     // A shader variable without a user-visible parameter.
-    return m_generator->generate(Shader::Parameter(type, args[0], {}, {}));
+    m_variables.emplace_back(type, args[0], LightweightString<wchar_t>(), LightweightString<wchar_t>());
+    return m_generator->generate(m_variables.back());
 }
 
 Shader::Lines ShaderEffectInfo::handleFloatParam(const Args& args, bool animated) {
@@ -378,6 +430,7 @@ Shader::Lines ShaderEffectInfo::handlePass(const Args& args) {
         return {};
     }
     m_pendingPasses.emplace_back(args[0], Shader::passFunctionName(args[0]), makeTextureName(args[0]));
+    m_functionLines.emplace_back(m_pendingPasses.back().functionName, m_readingLine);
     return m_generator->generate(m_pendingPasses.back(), true);
 }
 
@@ -392,6 +445,7 @@ Shader::Lines ShaderEffectInfo::handleEntryPoint(const Args& args) {
     m_techniques.back().passes = std::move(m_pendingPasses);
     m_pendingPasses.clear();
     m_techniques.back().passes.emplace_back(entry, Text(), Text());
+    m_functionLines.emplace_back(m_techniques.back().passes.back().functionName, m_readingLine);
     return m_generator->generate(m_techniques.back().passes.back(), false);
 }
 

@@ -10,9 +10,11 @@ using CommandArgs = std::vector<std::string>;
 
 int runGenerate(const CommandArgs& args);
 int runLuts(const CommandArgs& args);
+int runDescribe(const CommandArgs& args);
 #ifdef QFFX_HAVE_PLATFORM
 int runCompile(const CommandArgs& args);
 int runRun(const CommandArgs& args);
 int runEffects(const CommandArgs& args);
 int runWatch(const CommandArgs& args);
+int runPreview(const CommandArgs& args);
 #endif

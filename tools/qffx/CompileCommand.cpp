@@ -12,8 +12,9 @@ const char* const kHelp = "usage: qffx compile [--shaders DIR] [--templates DIR]
                           "Compiles EFFECT (an .fx file, or the name of an effect in the shaders or\n"
                           "effect-templates directory, found as the effect manager finds it) with\n"
                           "the GPU service (OpenGL: the effect is written as GLSL).\n"
-                          "Prints the effect's parameters on success; otherwise each error as\n"
-                          "'error: line N: MESSAGE' with the generated line it points at, exit status 1.\n"
+                          "Prints the effect's parameters on success; otherwise each error at the\n"
+                          "effect file's own line as 'FILE.fx:LINE: MESSAGE' (the form compilers use,\n"
+                          "so that editors can jump to it), then that line, exit status 1.\n"
                           "An unreadable file or a missing GPU gives exit status 2.\n";
 
 } // namespace

@@ -33,28 +33,9 @@ const char* const kHelp = "usage: qffx effects [--shaders DIR] [--templates DIR]
                           "--compile starts the manager and waits for its background compilation,\n"
                           "printing the library's lines on standard error (and a progress bar when\n"
                           "standard error is a terminal). --transcode starts as the editor does with\n"
-                          "-transcode: nothing is compiled. Exit status 1 when any effect failed.\n";
-
-std::string jsonString(std::string_view text) {
-    std::string out = "\"";
-    for (const unsigned char c : text) {
-        switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\t': out += "\\t"; break;
-        default:
-            if (c < 0x20) {
-                char buf[8];
-                std::snprintf(buf, sizeof(buf), "\\u%04x", c);
-                out += buf;
-            } else {
-                out += char(c);
-            }
-        }
-    }
-    return out + "\"";
-}
+                          "-transcode: nothing is compiled. After the library's lines, each error of a\n"
+                          "failed effect is printed as 'FILE.fx:LINE: MESSAGE' at the effect file's own\n"
+                          "line. Exit status 1 when any effect failed.\n";
 
 int list(bool json) {
     Manager& manager = startManagerForLookup();
@@ -100,9 +81,8 @@ int compileAll(bool transcode) {
     setLogSink({});
     queue.setLogListener({});
     if (transcode) return 0;
-    for (const Ptr<ShaderEffectInfo>& effect : manager.getEffects())
-        if (!effect->getCompiledShader()) return 1;
-    return 0;
+    // After the library's own lines: each failure again, at the file's lines.
+    return printFailedEffects(manager.getEffects()) == 0 ? 0 : 1;
 }
 
 } // namespace

@@ -26,7 +26,7 @@ const char* const kHelp = "usage: qffx generate [--lang cg|glsl] [--target plain
                           "  --definitions      print the name/value pairs handed to the compiler\n"
                           "                     instead of the text, one NAME=VALUE a line\n"
                           "\n"
-                          "Errors in the effect are printed as 'error: line N: MESSAGE' (exit status 1);\n"
+                          "Errors in the effect are printed as 'FILE.fx:LINE: MESSAGE' (exit status 1);\n"
                           "an effect that cannot be read, or bad options, give exit status 2.\n";
 
 } // namespace

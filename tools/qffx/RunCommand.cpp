@@ -1,13 +1,11 @@
 // qffx run: runs an effect on PNG images with the real GPU service.
 #include "Commands.h"
+#include "EffectDrawing.h"
 #include "Options.h"
 #include "ParameterValues.h"
 #include "ToolEffects.h"
 
-#include "host/CubeLUT.h"
-#include "host/Files.h"
 #include "host/HostImage.h"
-#include "host/Paths.h"
 #include "host/Strings.h"
 #include "platform/png/PngFile.h"
 
@@ -34,22 +32,6 @@ const char* const kHelp = "usage: qffx run EFFECT --in IN.png --out OUT.png [--i
                           "success, 1 when the effect does not compile, 2 for bad arguments or files.\n";
 
 int fail(const std::string& message) { return failWith("run", message); }
-
-// An identity 3D look-up table: the colour of each lattice point is its position.
-Ptr<iGPUImage> identityLUT(iGPUService& gpu) {
-    constexpr int kSize = 33; // the LUT size that the shipped ApplyLUT effect assumes by default
-    const Ptr<HostImage3D> lut = HostImage3D::create(kSize, kSize, kSize, 3);
-    if (!lut) return {};
-    for (int b = 0; b < kSize; ++b)
-        for (int g = 0; g < kSize; ++g)
-            for (int r = 0; r < kSize; ++r) {
-                float* texel = lut->texel(r, g, b);
-                texel[0] = r / float(kSize - 1);
-                texel[1] = g / float(kSize - 1);
-                texel[2] = b / float(kSize - 1);
-            }
-    return lut->createGPUImage(gpu);
-}
 
 bool splitNameValue(const std::string& text, std::string& name, std::string& value) {
     const size_t eq = text.find('=');
@@ -107,50 +89,8 @@ int runRun(const CommandArgs& args) {
         if (!setParameterFromText(*param, value, error)) return fail("--set " + name + ": " + error);
     }
 
-    // Bindings follow the effect's inputs in declaration order, so that the
-    // N-th input reads its picture through uvN.
-    std::vector<ShaderInputBinding> bindings;
-    bool firstPicture = true;
-    for (const Shader::Input& input : effect->getInputs()) {
-        const std::string name = input.name.str();
-        Ptr<iGPUImage> image;
-        if (auto it = inputFiles.find(name); it != inputFiles.end()) {
-            // A 3D input takes a .cube look-up table, a 2D input a picture:
-            // the other kind would run and give a black picture.
-            const LightweightString<wchar_t> file = fromUTF8(it->second.c_str());
-            const bool isCube = toLower(getExtension(file)) == L"cube";
-            if (input.dimension == Shader::Input::e3D) {
-                if (!isCube)
-                    return fail("input '" + name + "' is a 3D look-up table: give a .cube file, not '" + it->second + "'");
-                std::string text;
-                if (!Files::readWholeFile(file, CubeLUT::kMaxFileBytes, text, error)) return fail(error);
-                const CubeLUT::Result lut = CubeLUT::read(text);
-                if (!lut.image) return fail(it->second + ": line " + std::to_string(lut.line) + ": " + lut.error);
-                image = lut.image->createGPUImage(*gpu);
-            } else {
-                if (isCube) return fail("input '" + name + "' takes a picture, not the 3D look-up table '" + it->second + "'");
-                const Ptr<HostImage> picture = PngFile::read(file, error, gpu->maxImageSide());
-                if (!picture) return fail(error);
-                image = picture->createGPUImage(*gpu);
-            }
-            inputFiles.erase(it);
-        } else if (input.dimension == Shader::Input::e3D) {
-            image = identityLUT(*gpu);
-        } else if (firstPicture && !input.isMask) {
-            image = in->createGPUImage(*gpu);
-            firstPicture = false;
-        } else {
-            return fail("no picture for input '" + name + "' (give --input " + name + "=FILE.png)");
-        }
-        if (!image) return fail("cannot make a GPU image for input '" + name + "'");
-        bindings.push_back(ShaderInputBinding::whole(input.name, image));
-    }
-    if (!inputFiles.empty()) return fail("the effect has no input '" + inputFiles.begin()->first + "'");
-
-    const Ptr<iGPUImage> target = gpu->createImage(in->getSize(), in->getFormat());
-    if (!target || !out.shader->draw(target, bindings)) return fail("the draw failed");
-    const Ptr<HostImage> result = HostImage::fromGPUImage(*target);
-    if (!result) return fail("cannot read the result back from the GPU");
+    const Ptr<HostImage> result = drawEffect(*effect, *out.shader, *gpu, *in, inputFiles, error);
+    if (!result) return fail(error);
     if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *result, error)) return fail(error);
     return 0;
 }

@@ -6,10 +6,13 @@
 
 #ifdef QFFX_HAVE_PLATFORM
 #include "host/BackgroundTasks.h"
+#include "host/ShaderContract.h"
 #include "manager/Manager.h"
 #include "platform/LinuxServices.h"
+#include "platform/gl/GLInfoLog.h"
 #endif
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -53,6 +56,27 @@ std::string resolveEffectPath(const std::string& effect, std::string& error) {
 
 } // namespace
 
+std::string jsonString(std::string_view text) {
+    std::string out = "\"";
+    for (const unsigned char c : text) {
+        switch (c) {
+        case '"': out += "\\\""; break;
+        case '\\': out += "\\\\"; break;
+        case '\n': out += "\\n"; break;
+        case '\t': out += "\\t"; break;
+        default:
+            if (c < 0x20) {
+                char buf[8];
+                std::snprintf(buf, sizeof(buf), "\\u%04x", c);
+                out += buf;
+            } else {
+                out += char(c);
+            }
+        }
+    }
+    return out + "\"";
+}
+
 int failWith(const char* command, const std::string& message) {
     std::fprintf(stderr, "qffx %s: %s\n", command, message.c_str());
     return 2;
@@ -78,19 +102,40 @@ Ptr<ShaderEffectInfo> openEffect(const char* command, const std::string& effect,
 }
 
 void printEffectErrors(const ShaderEffectInfo& effect, const std::vector<ShaderError>& errors) {
-    // Error lines count lines of the text that was compiled, in which one
-    // processed entry (the technique block) may span several lines.
-    std::vector<std::string_view> lines;
-    for (const auto& entry : effect.getProcessedSourceCode()) {
-        const std::string_view v = entry.view();
-        size_t start = 0;
-        for (size_t nl; (nl = v.find('\n', start)) != std::string_view::npos; start = nl + 1)
-            lines.push_back(v.substr(start, nl - start));
-        lines.push_back(v.substr(start));
-    }
+    const ShaderSourceMap map = effect.getSourceMap();
+    const std::string file = toUTF8(effect.getFullPath()).str();
+    const std::vector<LightweightString<char>>& source = effect.getSource().lines();
+    uint32_t shownLine = 0;
     for (const ShaderError& e : errors) {
-        std::fprintf(stderr, "error: line %u: %s\n", unsigned(e.line) + 1, e.message.c_str());
-        if (e.line < lines.size()) std::fprintf(stderr, "  | %.*s\n", int(lines[e.line].size()), lines[e.line].data());
+        std::string where = file, text = e.message.str();
+        uint32_t line = map.fileLineOf(e);
+#ifdef QFFX_HAVE_PLATFORM
+        const bool fromReader = std::any_of(map.readerErrors.begin(), map.readerErrors.end(),
+                                            [&e](const ShaderSourceMap::ReaderError& r) { return r.error == e; });
+        if (!fromReader) {
+            const std::optional<GLLogPlace> place = parseInfoLogPlace(text);
+            if (!place) {
+                line = 0; // a message about the whole program
+            } else {
+                text = text.substr(0, place->begin) + text.substr(place->textStart);
+                if (place->source == kUtilsSourceString) {
+                    where = toUTF8(getShadersDir()).str() + ShaderContract::kGLSLUtilsFile;
+                    line = uint32_t(place->line);
+                } else if (place->source != kGeneratedSourceString) {
+                    line = 0;
+                }
+            }
+        }
+#endif
+        if (line == 0) {
+            std::fprintf(stderr, "%s: %s\n", where.c_str(), text.c_str());
+            continue;
+        }
+        std::fprintf(stderr, "%s:%u: %s\n", where.c_str(), unsigned(line), text.c_str());
+        // The file's line, once for the messages that follow each other there.
+        if (where == file && line <= source.size() && line != shownLine)
+            std::fprintf(stderr, "  | %s\n", source[line - 1].c_str());
+        shownLine = where == file ? line : 0;
     }
 }
 
@@ -108,5 +153,22 @@ iGPUService* startGPU(const char* command) {
     iGPUService* gpu = OS()->gpu();
     if (!gpu) failWith(command, "no GPU service (EGL/OpenGL could not start)");
     return gpu;
+}
+
+bool printEffectFileErrors(const LightweightString<wchar_t>& path) {
+    ShaderEffectInfo fresh(path, 0);
+    const ShaderCompilationOutput out = fresh.compile();
+    if (!out.shader) printEffectErrors(fresh, out.errors);
+    return bool(out.shader);
+}
+
+int printFailedEffects(const std::vector<Ptr<ShaderEffectInfo>>& effects) {
+    int failed = 0;
+    for (const Ptr<ShaderEffectInfo>& effect : effects) {
+        if (effect->getCompiledShader()) continue;
+        ++failed;
+        printEffectFileErrors(effect->getFullPath());
+    }
+    return failed;
 }
 #endif

@@ -7,7 +7,11 @@
 #include "host/Ptr.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
+
+// `text` as a JSON string, quotes included (UTF-8 passes through).
+std::string jsonString(std::string_view text);
 
 // Prints "qffx COMMAND: MESSAGE" on standard error; returns exit status 2.
 int failWith(const char* command, const std::string& message);
@@ -18,8 +22,12 @@ int failWith(const char* command, const std::string& message);
 // not yet read, with `path` set; on failure prints why and returns null.
 Ptr<ShaderEffectInfo> openEffect(const char* command, const std::string& effect, std::string* path = nullptr);
 
-// Prints each error of a read or compile as "error: line N: MESSAGE", with
-// the line of generated text it points at, when there is one.
+// Prints each error of a read or compile of `effect` on standard error at the
+// effect file's own line, in the form compilers use so that editors can jump
+// to it: "FILE.fx:LINE: MESSAGE", then the file's line. A driver message
+// loses its place in the generated text (shown at the file's line instead);
+// one in the shaders directory's _utils.glsl is shown at that file's line;
+// one with no place at all as "FILE.fx: MESSAGE".
 void printEffectErrors(const ShaderEffectInfo& effect, const std::vector<ShaderError>& errors);
 
 #ifdef QFFX_HAVE_PLATFORM
@@ -37,4 +45,12 @@ Qf::FxResources::Manager& startManagerForLookup();
 // Installs the Linux services and returns the GPU service; on failure prints
 // why and returns null.
 iGPUService* startGPU(const char* command);
+
+// Compiles a fresh copy of the effect file at `path` and prints its errors as
+// printEffectErrors does; false when it does not compile. The manager logs a
+// failed compile's records; this shows the same failure at the file's lines.
+bool printEffectFileErrors(const LightweightString<wchar_t>& path);
+// printEffectFileErrors for each effect of the list that has no compiled
+// shader; returns how many there were.
+int printFailedEffects(const std::vector<Ptr<ShaderEffectInfo>>& effects);
 #endif

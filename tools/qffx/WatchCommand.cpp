@@ -14,10 +14,13 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <poll.h>
+#include <set>
 #include <string>
 #include <sys/inotify.h>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using Qf::FxResources::Manager;
@@ -30,7 +33,9 @@ const char* const kHelp = "usage: qffx watch [--shaders DIR] [--templates DIR]\n
                           "then recompiles whenever an .fx file in the shaders or effect-templates\n"
                           "directory is saved, added or removed, printing the library's lines\n"
                           "(\"Recompiled PATH\", \"Failed to recompile PATH\" and its errors) on standard\n"
-                          "error. Keep it open beside the editor while writing an effect. Ctrl-C\n"
+                          "error; then each error of an effect that failed again at the file's own\n"
+                          "line ('FILE.fx:LINE: MESSAGE', the form editors jump to). Keep it open\n"
+                          "beside the editor while writing an effect. Ctrl-C\n"
                           "(SIGINT) or SIGTERM shuts the manager down and ends with exit status 0.\n";
 
 // Changes that settle within this time are taken together (an editor's save
@@ -42,18 +47,31 @@ bool isEffectFile(const char* name) {
     return n.size() > 3 && toLower(LightweightString<char>(n.substr(n.size() - 3))) == ".fx";
 }
 
-// Reads the pending events; true when one concerns an effect file.
-bool drainEvents(int fd) {
+// Reads the pending events, adding the path of each effect file they concern
+// (`dirs`: the watched directory of each watch descriptor).
+void drainEvents(int fd, const std::map<int, std::string>& dirs, std::set<std::string>& changed) {
     alignas(inotify_event) char buffer[16384];
-    bool relevant = false;
     for (;;) {
         const ssize_t n = read(fd, buffer, sizeof(buffer));
-        if (n <= 0) return relevant; // EAGAIN: nothing more for now
+        if (n <= 0) return; // EAGAIN: nothing more for now
         for (ssize_t at = 0; at < n;) {
             const auto* e = reinterpret_cast<const inotify_event*>(buffer + at);
-            if (e->len && isEffectFile(e->name)) relevant = true;
+            if (e->len && isEffectFile(e->name))
+                if (const auto dir = dirs.find(e->wd); dir != dirs.end()) changed.insert(dir->second + e->name);
             at += ssize_t(sizeof(inotify_event) + e->len);
         }
+    }
+}
+
+// After the manager's lines: the errors of each changed effect file that
+// does not compile, at the file's own lines. Include files ("_" names) are
+// not effects, and a removed file has nothing to show.
+void printChangedFileErrors(const std::set<std::string>& changed) {
+    for (const std::string& path : changed) {
+        const std::string name = path.substr(path.rfind('/') + 1);
+        struct stat info;
+        if (name.starts_with("_") || stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) continue;
+        printEffectFileErrors(fromUTF8(path.c_str()));
     }
 }
 
@@ -80,13 +98,22 @@ int runWatch(const CommandArgs& args) {
     const int watchFd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     if (signalFd < 0 || watchFd < 0) return failWith("watch", "cannot watch for changes: " + std::string(std::strerror(errno)));
     const uint32_t mask = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_CREATE | IN_DELETE;
-    for (const LightweightString<wchar_t>& dir : {getShadersDir(), getFXTemplatesDirectory(iSettings::eFactory)})
-        if (inotify_add_watch(watchFd, toUTF8(dir).c_str(), mask) < 0)
-            std::fprintf(stderr, "qffx watch: not watching %s: %s\n", toUTF8(dir).c_str(), std::strerror(errno));
+    std::map<int, std::string> watched;
+    for (const LightweightString<wchar_t>& dir : {getShadersDir(), getFXTemplatesDirectory(iSettings::eFactory)}) {
+        std::string path = toUTF8(dir).str();
+        const int wd = inotify_add_watch(watchFd, path.c_str(), mask);
+        if (wd < 0) {
+            std::fprintf(stderr, "qffx watch: not watching %s: %s\n", path.c_str(), std::strerror(errno));
+            continue;
+        }
+        if (!path.ends_with('/')) path += '/';
+        watched[wd] = path;
+    }
 
     if (!startGPU("watch")) return 2;
     Manager& manager = Manager::instance();
     UIBackgroundTasksQueue::instance().waitUntilIdle();
+    printFailedEffects(manager.getEffects());
     std::fprintf(stderr, "qffx watch: watching %s and %s\n", toUTF8(getShadersDir()).c_str(),
                  toUTF8(getFXTemplatesDirectory(iSettings::eFactory)).c_str());
 
@@ -98,10 +125,13 @@ int runWatch(const CommandArgs& args) {
         }
         if (fds[0].revents & POLLIN) break;
         if (!(fds[1].revents & POLLIN)) continue;
-        bool changed = drainEvents(watchFd);
+        std::set<std::string> changed;
+        drainEvents(watchFd, watched, changed);
         // Wait until the directory has been quiet for a moment.
-        while (poll(&fds[1], 1, kSettleMilliseconds) > 0) changed |= drainEvents(watchFd);
-        if (changed) manager.recompileAll();
+        while (poll(&fds[1], 1, kSettleMilliseconds) > 0) drainEvents(watchFd, watched, changed);
+        if (changed.empty()) continue;
+        manager.recompileAll();
+        printChangedFileErrors(changed);
     }
     close(watchFd);
     close(signalFd);

@@ -18,6 +18,7 @@ const char* const kUsage = "usage: qffx <command> [options]\n"
                            "  generate   read an effect file and print the shader text that compiling it\n"
                            "             would hand to the GPU service (Cg or GLSL)\n"
                            "  luts       list, install and apply LUTs; choose ACES transforms\n"
+                           "  describe   what an effect declares: inputs, parameters, techniques (--json)\n"
 #ifdef QFFX_HAVE_PLATFORM
                            "  compile    compile an effect with the GPU service and report its errors\n"
                            "  run        run an effect on PNG images\n"
@@ -25,6 +26,8 @@ const char* const kUsage = "usage: qffx <command> [options]\n"
                            "             all as its background compilation does (--compile)\n"
                            "  watch      keep the effect manager running and recompile effect files as\n"
                            "             they change\n"
+                           "  preview    a contact sheet of an effect over a test picture, its float\n"
+                           "             parameters swept\n"
 #endif
                            "\n"
                            "Run 'qffx <command> --help' for the options of a command.\n"
@@ -39,9 +42,9 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
-    {"generate", runGenerate}, {"luts", runLuts},
+    {"generate", runGenerate}, {"luts", runLuts}, {"describe", runDescribe},
 #ifdef QFFX_HAVE_PLATFORM
-    {"compile", runCompile},   {"run", runRun},   {"effects", runEffects}, {"watch", runWatch},
+    {"compile", runCompile},   {"run", runRun},   {"effects", runEffects},   {"watch", runWatch}, {"preview", runPreview},
 #endif
 };
 

@@ -6,11 +6,6 @@
 
 namespace {
 
-struct Place {
-    long source;
-    long line;
-};
-
 // Reads decimal digits at `at`; nothing when there are none.
 std::optional<long> number(std::string_view s, size_t& at) {
     long value = 0;
@@ -20,11 +15,14 @@ std::optional<long> number(std::string_view s, size_t& at) {
     return value;
 }
 
-std::optional<Place> placeOf(std::string_view line) {
+} // namespace
+
+std::optional<GLLogPlace> parseInfoLogPlace(std::string_view line) {
     size_t at = line.find_first_not_of(' ');
     if (at == std::string_view::npos) return std::nullopt;
     for (std::string_view prefix : {"ERROR: ", "WARNING: "})
         if (line.substr(at).starts_with(prefix)) at += prefix.size();
+    const size_t begin = at;
     const std::optional<long> source = number(line, at);
     if (!source || at >= line.size()) return std::nullopt;
     const char separator = line[at++];
@@ -34,10 +32,12 @@ std::optional<Place> placeOf(std::string_view line) {
     // "S:L(" or "S:L:" after a colon, "S(L)" after a parenthesis.
     if (separator == ':' && line[at] != '(' && line[at] != ':') return std::nullopt;
     if (separator == '(' && line[at] != ')') return std::nullopt;
-    return Place{*source, *row};
+    // The place ends after Mesa's "(column)" or NVIDIA's ")", and the ":" after it.
+    if (line[at] == '(') at = std::min(line.find(')', at), line.size() - 1);
+    if (line[at] == ')') ++at;
+    while (at < line.size() && (line[at] == ' ' || line[at] == ':')) ++at;
+    return GLLogPlace{*source, *row, begin, at};
 }
-
-} // namespace
 
 std::vector<ShaderError> parseInfoLog(std::string_view log, int sourceString) {
     std::vector<ShaderError> errors;
@@ -49,7 +49,7 @@ std::vector<ShaderError> parseInfoLog(std::string_view log, int sourceString) {
         if (line.find_first_not_of(' ') == std::string_view::npos) continue;
         ShaderError e;
         e.message = LightweightString<char>(line);
-        if (const std::optional<Place> p = placeOf(line); p && p->source == sourceString && p->line >= 1)
+        if (const std::optional<GLLogPlace> p = parseInfoLogPlace(line); p && p->source == sourceString && p->line >= 1)
             e.line = uint16_t(std::min<long>(p->line - 1, UINT16_MAX));
         errors.push_back(std::move(e));
     }

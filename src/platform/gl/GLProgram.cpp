@@ -64,7 +64,7 @@ std::vector<GLUniformInfo> defaultBlockUniforms(GLuint program, std::string_view
 std::string assembleFragmentSource(std::string_view utils, std::string_view generated) {
     std::string s;
     s.reserve(utils.size() + generated.size() + 256);
-    s += "#version 450 core\n#line 1 1\n";
+    s += "#version 450 core\n#line 1 " + std::to_string(kUtilsSourceString) + "\n";
     s += utils;
     if (!utils.empty() && utils.back() != '\n') s += '\n';
     for (int i = 0; i <= 8; ++i) s += "in vec2 uv" + std::to_string(i) + ";\n";

@@ -11,13 +11,11 @@
 
 #include "host/ShaderEffect.h"
 #include "platform/gl/GLApi.h"
+#include "platform/gl/GLInfoLog.h"
 
 #include <string>
 #include <string_view>
 #include <vector>
-
-// The source string number that driver messages give the generated text.
-constexpr int kGeneratedSourceString = 0;
 
 // A uniform of the program's default block.
 struct GLUniformInfo {

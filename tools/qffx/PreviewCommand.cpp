@@ -1,0 +1,178 @@
+// qffx preview: a contact sheet of an effect on a test picture.
+//
+// Row 1 holds the untouched picture and the effect at its defaults; each
+// further row sweeps one float parameter from its minimum to its maximum in
+// kSteps cells, the other parameters at their defaults. Each cell is drawn as
+// `qffx run` draws it. Under every cell a band of kLabelHeight pixels is kept
+// for the cell's value, to be written there with the GPU font; until then the
+// values are printed on standard output, row by row.
+#include "Commands.h"
+#include "EffectDrawing.h"
+#include "Options.h"
+#include "ToolEffects.h"
+
+#include "codegen/CodeGenerators.h"
+#include "host/Paths.h"
+#include "host/Strings.h"
+#include "platform/png/PngFile.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+const char* const kHelp = "usage: qffx preview EFFECT --out SHEET.png [--in PICTURE.png] [--param NAME]\n"
+                          "                    [--shaders DIR] [--templates DIR]\n"
+                          "\n"
+                          "Draws EFFECT on the GPU over a test picture and writes a contact sheet: the\n"
+                          "first row holds the untouched picture and the effect at its defaults, each\n"
+                          "further row one float parameter swept from its minimum to its maximum in five\n"
+                          "steps (only NAME with --param). Each cell is what 'qffx run' draws with those\n"
+                          "values. The values of each row are printed on standard output.\n"
+                          "\n"
+                          "  --in PICTURE.png   the picture (default: a built-in picture of colour bars,\n"
+                          "                     a grey ramp, skin tones and fine detail)\n"
+                          "  --param NAME       sweep only this float parameter\n"
+                          "\n"
+                          "Exit status: 0 on success, 1 when the effect does not compile or a draw\n"
+                          "fails, 2 for bad arguments or files.\n";
+
+constexpr int kSteps = 5;        // cells in a sweep, minimum to maximum
+constexpr int kGap = 8;          // pixels between cells and around the sheet
+constexpr int kLabelHeight = 20; // the band under each cell kept for its label
+constexpr float kBackground = 0.18f;
+
+int fail(const std::string& message) { return failWith("preview", message); }
+
+// The built-in test picture, 320x180: 75% colour bars over the top half, a
+// grey ramp from black to white, six skin tones from light to dark, then fine
+// detail (a one-pixel checkerboard, then lines ever closer together).
+Ptr<HostImage> testPicture() {
+    constexpr int kWidth = 320, kHeight = 180;
+    const Ptr<HostImage> picture = HostImage::create({kWidth, kHeight}, iGPUImage::eRGBA8);
+    static constexpr RGBAf kBars[] = {{.75f, .75f, .75f, 1}, {.75f, .75f, 0, 1}, {0, .75f, .75f, 1}, {0, .75f, 0, 1},
+                                      {.75f, 0, .75f, 1},    {.75f, 0, 0, 1},    {0, 0, .75f, 1}};
+    static constexpr RGBAf kSkin[] = {{.96f, .80f, .69f, 1}, {.90f, .72f, .60f, 1}, {.80f, .60f, .46f, 1},
+                                      {.63f, .45f, .33f, 1}, {.45f, .31f, .22f, 1}, {.29f, .20f, .15f, 1}};
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x) {
+            RGBAf c;
+            if (y < 90) {
+                c = kBars[x * 7 / kWidth];
+            } else if (y < 120) {
+                const float v = float(x) / float(kWidth - 1);
+                c = {v, v, v, 1};
+            } else if (y < 150) {
+                c = kSkin[x * 6 / kWidth];
+            } else if (x < kWidth / 2) {
+                const float v = float((x + y) % 2);
+                c = {v, v, v, 1};
+            } else {
+                const float t = float(x - kWidth / 2);
+                const float v = 0.5f + 0.5f * std::cos(t * t * 0.02f);
+                c = {v, v, v, 1};
+            }
+            picture->setTexel(x, y, c);
+        }
+    return picture;
+}
+
+void paste(HostImage& sheet, const HostImage& cell, int left, int top) {
+    const size_t bytes = cell.getStride();
+    for (int y = 0; y < cell.getHeight(); ++y)
+        std::memcpy(sheet.row(top + y) + size_t(left) * sheet.texelBytes(), cell.row(y), bytes);
+}
+
+struct Sweep {
+    Shader::Parameter parameter;
+    std::vector<double> values;
+};
+
+double property(const Shader::Parameter& p, const char* key) {
+    double value = 0;
+    p.properties.in(key, value);
+    return value;
+}
+
+} // namespace
+
+int runPreview(const CommandArgs& args) {
+    const ParsedArgs parsed = parseArgs(args, {{"--out", true}, {"--in", true}, {"--param", true}});
+    if (parsed.help) {
+        std::fputs(kHelp, stdout);
+        return 0;
+    }
+    if (!parsed.error.empty()) return usageError("preview", parsed.error);
+    if (parsed.positional.size() != 1) return usageError("preview", "give exactly one effect");
+    if (!parsed.has("--out")) return usageError("preview", "--out is required");
+
+    const Ptr<ShaderEffectInfo> effect = openEffect("preview", parsed.positional[0]);
+    if (!effect) return 2;
+    iGPUService* gpu = startGPU("preview");
+    if (!gpu) return 2;
+    std::string error;
+    Ptr<HostImage> picture = testPicture();
+    if (parsed.has("--in")) picture = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error, gpu->maxImageSide());
+    if (!picture) return fail(error.empty() ? "cannot make the test picture" : error);
+    const ShaderCompilationOutput out = effect->compile();
+    if (!out.shader) {
+        printEffectErrors(*effect, out.errors);
+        return 1;
+    }
+
+    // The declared float parameters (the compiled effect's list has no ranges).
+    ShaderEffectInfo declared(effect->getSource());
+    declared.setFileName(effect->getFullPath());
+    declared.read(makeCodeGenerator(eShadingLanguageGLSL, getShadersDir()));
+    std::vector<Sweep> sweeps;
+    for (const Shader::Parameter& p : declared.getParams()) {
+        if (p.type != iShaderParam::eFloat || ShaderEffectInfo::isInternalParameter(p.id)) continue;
+        if (parsed.has("--param") && p.id.str() != parsed.value("--param")) continue;
+        Sweep sweep{p, {}};
+        const double low = property(p, Shader::PropertyKey::kMin), high = property(p, Shader::PropertyKey::kMax);
+        for (int i = 0; i < kSteps; ++i) sweep.values.push_back(low + (high - low) * i / (kSteps - 1));
+        sweeps.push_back(std::move(sweep));
+    }
+    if (parsed.has("--param") && sweeps.empty())
+        return usageError("preview", "the effect has no float parameter '" + parsed.value("--param") + "'");
+
+    const XY<int> cell = picture->getSize();
+    const int rows = 1 + int(sweeps.size());
+    const Ptr<HostImage> sheet =
+        HostImage::create({kGap + kSteps * (cell.x + kGap), kGap + rows * (cell.y + kLabelHeight + kGap)}, picture->getFormat());
+    if (!sheet) return fail("the sheet would be too large for a picture of this size");
+    for (int y = 0; y < sheet->getHeight(); ++y)
+        for (int x = 0; x < sheet->getWidth(); ++x) sheet->setTexel(x, y, {kBackground, kBackground, kBackground, 1});
+    const auto place = [&](const HostImage& image, int row, int column) {
+        paste(*sheet, image, kGap + column * (cell.x + kGap), kGap + row * (cell.y + kLabelHeight + kGap));
+    };
+
+    const auto draw = [&]() { return drawEffect(*effect, *out.shader, *gpu, *picture, {}, error); };
+    place(*picture, 0, 0);
+    const Ptr<HostImage> defaults = draw();
+    if (!defaults) return std::fprintf(stderr, "qffx preview: %s\n", error.c_str()), 1;
+    place(*defaults, 0, 1);
+    std::printf("row 1: untouched, defaults\n");
+
+    for (size_t r = 0; r < sweeps.size(); ++r) {
+        const Sweep& sweep = sweeps[r];
+        const Ptr<iShaderParam> param = out.shader->getParam(sweep.parameter.id);
+        if (!param) return fail("the compiled effect has no parameter '" + sweep.parameter.id.str() + "'");
+        std::string values;
+        for (int i = 0; i < kSteps; ++i) {
+            param->setFloat(float(sweep.values[i]));
+            const Ptr<HostImage> result = draw();
+            if (!result) return std::fprintf(stderr, "qffx preview: %s\n", error.c_str()), 1;
+            place(*result, int(r) + 1, i);
+            values += (i ? ", " : "") + StringFromFloat(sweep.values[i]).str();
+        }
+        // Back to the default for the rows that follow.
+        param->setFloat(float(property(sweep.parameter, Shader::PropertyKey::kDefault)));
+        std::printf("row %zu: %s = %s\n", r + 2, sweep.parameter.id.c_str(), values.c_str());
+    }
+
+    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *sheet, error)) return fail(error);
+    return 0;
+}
