@@ -15,4 +15,6 @@ int runCompile(const CommandArgs& args);
 int runRun(const CommandArgs& args);
 int runEffects(const CommandArgs& args);
 int runWatch(const CommandArgs& args);
+int runText(const CommandArgs& args);
+int runDiagnostics(const CommandArgs& args);
 #endif

@@ -7,6 +7,7 @@
 #include "host/Ptr.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 // Prints "qffx COMMAND: MESSAGE" on standard error; returns exit status 2.
@@ -21,6 +22,9 @@ Ptr<ShaderEffectInfo> openEffect(const char* command, const std::string& effect,
 // Prints each error of a read or compile as "error: line N: MESSAGE", with
 // the line of generated text it points at, when there is one.
 void printEffectErrors(const ShaderEffectInfo& effect, const std::vector<ShaderError>& errors);
+
+// `text` as a JSON string literal, quotes included (UTF-8 passes through).
+std::string jsonString(std::string_view text);
 
 #ifdef QFFX_HAVE_PLATFORM
 namespace Qf::FxResources {

@@ -23,6 +23,9 @@ const char* const kUsage = "usage: qffx <command> [options]\n"
                            "             all as its background compilation does (--compile)\n"
                            "  watch      keep the effect manager running and recompile effect files as\n"
                            "             they change\n"
+                           "  text       draw a line of text with a GPU font into a PNG picture\n"
+                           "  diagnostics\n"
+                           "             run the GPU tests of the system report (--json: one object)\n"
 #endif
                            "\n"
                            "Run 'qffx <command> --help' for the options of a command.\n"
@@ -39,7 +42,8 @@ struct Command {
 constexpr Command kCommands[] = {
     {"generate", runGenerate}, {"luts", runLuts},
 #ifdef QFFX_HAVE_PLATFORM
-    {"compile", runCompile},   {"run", runRun},   {"effects", runEffects}, {"watch", runWatch},
+    {"compile", runCompile},   {"run", runRun},   {"effects", runEffects},
+    {"watch", runWatch},       {"text", runText}, {"diagnostics", runDiagnostics},
 #endif
 };
 
