@@ -7,6 +7,7 @@
 
 #include "host/LightweightString.h"
 
+#include <cmath>
 #include <cstdint>
 #include <tuple>
 
@@ -22,8 +23,10 @@ public:
     double getSize() const { return m_size; }
     uint8_t getStyle() const { return m_style; }
 
+    // A NaN size sorts after every number, so that the order stays strict and weak.
     friend bool operator<(const FontDefinition& a, const FontDefinition& b) {
-        return std::tie(a.m_faceName, a.m_size, a.m_style) < std::tie(b.m_faceName, b.m_size, b.m_style);
+        const bool aNaN = std::isnan(a.m_size), bNaN = std::isnan(b.m_size);
+        return std::tie(a.m_faceName, aNaN, a.m_size, a.m_style) < std::tie(b.m_faceName, bNaN, b.m_size, b.m_style);
     }
     friend bool operator==(const FontDefinition& a, const FontDefinition& b) { return !(a < b) && !(b < a); }
 
