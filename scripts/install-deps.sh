@@ -6,6 +6,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libegl-dev libgl-dev libopengl-dev libegl-mesa0 libgl1-mesa-dri
   libpng-dev
+  libfreetype-dev libfontconfig-dev fonts-dejavu-core
   clang libclang-rt-14-dev clang-format
   locales
   python3 python3-jsonschema

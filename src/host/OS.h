@@ -6,11 +6,14 @@
 #pragma once
 
 #include "Directories.h"
+#include "Font.h"
 #include "GPUImage.h"
+#include "GPUTimer.h"
 #include "ImageLimits.h"
 #include "LightweightString.h"
 #include "ShaderContract.h"
 #include "ShaderEffect.h"
+#include "SystemInfo.h"
 
 #include <cstdint>
 #include <vector>
@@ -36,6 +39,15 @@ public:
     // The largest width or height of a 2D image this service can make;
     // pictures are checked against it before their pixels are read.
     virtual int maxImageSide() const { return ImageLimits::kMaxDimension; }
+    // A font of `faceName` (the best match when the family is missing) at
+    // `pixelSize` pixels, bold and italic as `style` says (iFont::eStyle
+    // bits); null when no font can be made.
+    virtual Ptr<iFont> createFont(const LightweightString<wchar_t>& faceName, int pixelSize, int style) {
+        (void)faceName, (void)pixelSize, (void)style;
+        return nullptr;
+    }
+    // A timer of GPU work (timer queries); null where the GPU cannot time.
+    virtual Ptr<iGPUTimer> createTimer() { return nullptr; }
 };
 
 // The file service.
@@ -83,6 +95,7 @@ public:
     virtual iThreadService* threads() { return nullptr; }
     virtual iUIService* ui() { return nullptr; }
     virtual iEnvironmentService* environment() { return nullptr; }
+    virtual iSystemInfoService* systemInfo() { return nullptr; }
 };
 
 // The installed services object; a stand-in without services until one is installed.

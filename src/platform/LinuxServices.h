@@ -13,6 +13,7 @@
 
 #include "host/OS.h"
 #include "platform/posix/PosixServices.h"
+#include "platform/posix/PosixSystemInfo.h"
 
 #include <atomic>
 #include <memory>
@@ -30,6 +31,7 @@ public:
     iThreadService* threads() override { return &m_threads; }
     iUIService* ui() override { return &m_ui; }
     iEnvironmentService* environment() override { return &m_environment; }
+    iSystemInfoService* systemInfo() override { return &m_systemInfo; }
     // The display and renderer of the GPU service; empty without one.
     std::string gpuDescription();
 
@@ -44,4 +46,5 @@ private:
     PosixThreadService m_threads;
     LogUIService m_ui;
     PosixEnvironmentService m_environment;
+    PosixSystemInfoService m_systemInfo;
 };

@@ -3,7 +3,9 @@
 // scripted results (none scripted: an effect without parameters). Compiled
 // effects and their parameters journal every call ("setSamplerState Input Point Wrap",
 // "setTechnique T2", "setTechnique #1", "set Amount float 0.5", "setRenderContext 0.5 25 10 250",
-// "draw 64x32 Input,Mask flags 0"); draws are also kept whole. Images keep no texels.
+// "draw 64x32 Input,Mask flags 0"); draws are also kept whole. Images keep no texels;
+// their read-backs fail unless setReadBacksSucceed(true). setFailImageCreation(true)
+// makes createImage fail from then on, createFont makes RecordingFonts, and setSystemInfo gives it a system-information service.
 // Any thread may call; one mutex guards all recorded state.
 #pragma once
 
@@ -122,19 +124,34 @@ private:
 };
 
 struct RecordingImage final : iGPUImage {
-    RecordingImage(XY<int> size, int depth, bool threeD, eFormat format)
-        : size(size), depth(depth), threeD(threeD), format(format) {}
+    RecordingImage(XY<int> size, int depth, bool threeD, eFormat format, bool readable = false)
+        : size(size), depth(depth), threeD(threeD), format(format), readable(readable) {}
     XY<int> getSize() const override { return size; }
     int getDepth() const override { return depth; }
     bool is3D() const override { return threeD; }
     eFormat getFormat() const override { return format; }
     unsigned getBitsPerTexel() const override { return bitsPerTexel(format); }
     bool upload(const void*, size_t) override { return true; }
-    bool readBack(void*, size_t) const override { return false; }
+    bool readBack(void*, size_t) const override { return readable; }
     XY<int> size;
     int depth;
     bool threeD;
     eFormat format;
+    bool readable;
+};
+
+// A font that remembers what it was made from and has no glyphs.
+struct RecordingFont final : iFont {
+    RecordingFont(const LightweightString<wchar_t>& face, int size, int style) : face(face), size(size), style(style) {}
+    LightweightString<wchar_t> getFaceName() const override { return face; }
+    int getSize() const override { return size; }
+    int getStyle() const override { return style; }
+    FontMetrics getMetrics() const override { return {}; }
+    bool getGlyph(char32_t, FontGlyph&) override { return false; }
+    int32_t getKerning(char32_t, char32_t) override { return 0; }
+    Ptr<iGPUImage> getAtlas() override { return nullptr; }
+    LightweightString<wchar_t> face;
+    int size, style;
 };
 
 class RecordingGPUService final : public iGPUService, public iOS {
@@ -142,6 +159,10 @@ public:
     explicit RecordingGPUService(int language = 0) : m_language(language), m_previous(installOS(this)) {}
     ~RecordingGPUService() override { installOS(m_previous); }
     iGPUService* gpu() override { return this; }
+    iSystemInfoService* systemInfo() override { return m_systemInfo; }
+    void setSystemInfo(iSystemInfoService* info) { m_systemInfo = info; }
+    void setFailImageCreation(bool fail) { m_failImages = fail; }
+    void setReadBacksSucceed(bool succeed) { m_readable = succeed; }
 
     void setShadingLanguage(int language) { m_language = language; }
     // Each compile takes at least this long, so that overlapping callers overlap.
@@ -171,12 +192,19 @@ public:
         return answer({{}, text, defs});
     }
     Ptr<iGPUImage> createImage(XY<int> size, iGPUImage::eFormat format) override {
-        return Ptr<iGPUImage>(new RecordingImage(size, 1, false, format));
+        if (m_failImages) return nullptr;
+        return Ptr<iGPUImage>(new RecordingImage(size, 1, false, format, m_readable));
     }
     Ptr<iGPUImage> create3DImage(int width, int height, int depth, iGPUImage::eFormat format) override {
         return Ptr<iGPUImage>(new RecordingImage({width, height}, depth, true, format));
     }
     void releaseGPUResources() override { m_journal->add("releaseGPUResources"); }
+    // Journalled as "createFont FACE SIZE STYLE"; fails while setFailFontCreation(true).
+    Ptr<iFont> createFont(const LightweightString<wchar_t>& face, int size, int style) override {
+        m_journal->add("createFont " + toUTF8(face).str() + " " + std::to_string(size) + " " + std::to_string(style));
+        return m_failFonts ? nullptr : Ptr<iFont>(new RecordingFont(face, size, style));
+    }
+    void setFailFontCreation(bool fail) { m_failFonts = fail; }
 
 private:
     template <typename F>
@@ -202,6 +230,10 @@ private:
     }
 
     std::atomic<int> m_language;
+    std::atomic<bool> m_failImages{false};
+    std::atomic<bool> m_readable{false};
+    std::atomic<bool> m_failFonts{false};
+    iSystemInfoService* m_systemInfo = nullptr;
     std::atomic<std::chrono::milliseconds> m_delay{std::chrono::milliseconds(0)};
     std::shared_ptr<Journal> m_journal = std::make_shared<Journal>();
     std::deque<ShaderCompilationOutput> m_scripted; // guarded by m_journal->mutex

@@ -17,4 +17,6 @@ int runRun(const CommandArgs& args);
 int runEffects(const CommandArgs& args);
 int runWatch(const CommandArgs& args);
 int runPreview(const CommandArgs& args);
+int runText(const CommandArgs& args);
+int runDiagnostics(const CommandArgs& args);
 #endif

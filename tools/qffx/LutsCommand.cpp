@@ -62,32 +62,16 @@ int fail(int status, const std::string& message) {
 
 std::string utf8(const Wide& s) { return toUTF8(s).str(); }
 
-std::string json(const std::string& s) {
-    std::string out = "\"";
-    for (char c : s) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", unsigned(c));
-            out += escaped;
-        } else {
-            out += c;
-        }
-    }
-    return out + "\"";
-}
-
 int list(bool asJson) {
     const std::vector<Ptr<iLUT>>& luts = LUTManager::instance().getAvailableLUTs();
     if (asJson) {
         std::string out = "[";
         for (size_t i = 0; i < luts.size(); ++i) {
             const iLUT& l = *luts[i];
-            out += std::string(i ? ",\n " : "\n ") + "{\"id\": " + json(utf8(l.getID())) +
-                   ", \"name\": " + json(utf8(l.getName())) + ", \"category\": " + json(utf8(l.getCategory())) +
-                   ", \"manufacturer\": " + json(utf8(l.getManufacturer())) + ", \"detail\": " + json(utf8(l.getDetail())) +
+            out += std::string(i ? ",\n " : "\n ") + "{\"id\": " + jsonString(utf8(l.getID())) +
+                   ", \"name\": " + jsonString(utf8(l.getName())) + ", \"category\": " + jsonString(utf8(l.getCategory())) +
+                   ", \"manufacturer\": " + jsonString(utf8(l.getManufacturer())) +
+                   ", \"detail\": " + jsonString(utf8(l.getDetail())) +
                    ", \"selectable\": " + (l.isSelectable() ? "true" : "false") + "}";
         }
         std::printf("%s%s]\n", out.c_str(), luts.empty() ? "" : "\n");

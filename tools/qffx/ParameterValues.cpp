@@ -4,8 +4,6 @@
 #include <cmath>
 #include <vector>
 
-namespace {
-
 bool parseFloats(const std::string& text, std::vector<float>& out) {
     const char* p = text.data();
     const char* end = p + text.size();
@@ -22,8 +20,6 @@ bool parseFloats(const std::string& text, std::vector<float>& out) {
         if (*p++ != ',') return false;
     }
 }
-
-} // namespace
 
 bool setParameterFromText(iShaderParam& param, const std::string& text, std::string& error) {
     std::vector<float> values;

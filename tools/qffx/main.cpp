@@ -28,6 +28,9 @@ const char* const kUsage = "usage: qffx <command> [options]\n"
                            "             they change\n"
                            "  preview    a contact sheet of an effect over a test picture, its float\n"
                            "             parameters swept\n"
+                           "  text       draw a line of text with a GPU font into a PNG picture\n"
+                           "  diagnostics\n"
+                           "             run the GPU tests of the system report (--json: one object)\n"
 #endif
                            "\n"
                            "Run 'qffx <command> --help' for the options of a command.\n"
@@ -44,7 +47,8 @@ struct Command {
 constexpr Command kCommands[] = {
     {"generate", runGenerate}, {"luts", runLuts}, {"describe", runDescribe},
 #ifdef QFFX_HAVE_PLATFORM
-    {"compile", runCompile},   {"run", runRun},   {"effects", runEffects},   {"watch", runWatch}, {"preview", runPreview},
+    {"compile", runCompile},   {"run", runRun},   {"effects", runEffects},         {"watch", runWatch},
+    {"preview", runPreview},   {"text", runText}, {"diagnostics", runDiagnostics},
 #endif
 };
 

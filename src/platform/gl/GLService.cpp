@@ -4,9 +4,11 @@
 #include "host/Paths.h"
 #include "host/ShaderContract.h"
 #include "host/Strings.h"
+#include "platform/fonts/FreeTypeFont.h"
 #include "platform/gl/GLImage.h"
 #include "platform/gl/GLProgram.h"
 #include "platform/gl/GLShaderEffect.h"
+#include "platform/gl/GLTimer.h"
 #include "platform/posix/LargeStack.h"
 
 namespace {
@@ -83,3 +85,9 @@ int GLService::maxImageSide() const { return m_device->maxTextureSize(); }
 void GLService::finish() {
     m_device->run([] { glFinish(); });
 }
+
+Ptr<iFont> GLService::createFont(const LightweightString<wchar_t>& faceName, int pixelSize, int style) {
+    return FreeTypeFonts::create(*this, faceName, pixelSize, style);
+}
+
+Ptr<iGPUTimer> GLService::createTimer() { return Ptr<iGPUTimer>(new GLTimer(m_device)); }

@@ -37,6 +37,10 @@ public:
     void releaseGPUResources() override;
     void finish() override;
     int maxImageSide() const override;
+    // FreeType fonts through fontconfig (platform/fonts/); their atlases are images of this service.
+    Ptr<iFont> createFont(const LightweightString<wchar_t>& faceName, int pixelSize, int style) override;
+    // GL_TIME_ELAPSED queries (GLTimer).
+    Ptr<iGPUTimer> createTimer() override;
 
     // Which display and renderer the context runs on.
     const std::string& description() const { return m_device->description(); }

@@ -1,0 +1,211 @@
+#include "diagnostics/GPUTests.h"
+
+#include "host/HostImage.h"
+#include "host/OS.h"
+#include "host/Strings.h"
+#include "host/SystemInfo.h"
+#include "host/SystemWatchdog.h"
+#include "host/Time.h"
+#include "manager/Manager.h"
+
+#include <algorithm>
+#include <functional>
+#include <numeric>
+
+namespace {
+
+using Wide = LightweightString<wchar_t>;
+
+const char* const kTestShader = "cc3";
+
+// A host frame of the test size with a smooth pattern (not all zeros, so no
+// layer can take a shortcut).
+Ptr<HostImage> createHostTestImage() {
+    const XY<int> size = GPUTests::testImageSize();
+    Ptr<HostImage> image = HostImage::create(size, iGPUImage::eRGBA8);
+    if (!image) return nullptr;
+    for (int y = 0; y < size.y; ++y) {
+        uint8_t* row = image->row(y);
+        for (int x = 0; x < size.x; ++x) {
+            row[x * 4 + 0] = uint8_t(x);
+            row[x * 4 + 1] = uint8_t(y);
+            row[x * 4 + 2] = uint8_t(x + y);
+            row[x * 4 + 3] = 255;
+        }
+    }
+    return image;
+}
+
+Ptr<iGPUImage> createGPUImage() {
+    iGPUService* gpu = OS()->gpu();
+    return gpu ? gpu->createImage(GPUTests::testImageSize(), iGPUImage::eRGBA8) : nullptr;
+}
+
+void waitForGPU() {
+    if (iGPUService* gpu = OS()->gpu()) gpu->finish();
+}
+
+void writeFps(LoggerBase& log, double iterations, double elapsedMs) {
+    // A run too short for the clock to see counts as one microsecond.
+    const double fps = iterations / (std::max(elapsedMs, 1e-3) / 1000);
+    log.write(Qf::WStringFromFloat(fps, 2, true) + L"fps", LoggerBase::eResult);
+}
+
+// The timed loop of the transfer and combined tests. `step` does one
+// iteration and returns false when it failed; what it made is released when
+// it returns. At most kMaxIterations; after kTimeLimitMs the loop ends and
+// the step that crossed the limit is not counted. Writes the fps or "Failed".
+void timedLoop(LoggerBase& log, const std::function<bool()>& step) {
+    const double t0 = msecsNow();
+    int n = 0;
+    bool failed = false;
+    for (;;) {
+        if (n > GPUTests::kMaxIterations - 1) break;
+        if (!step()) failed = true;
+        if (msecsNow() - t0 > GPUTests::kTimeLimitMs) break;
+        ++n;
+        if (failed) break;
+    }
+    if (failed)
+        log.write(L"Failed", LoggerBase::eFailure);
+    else
+        writeFps(log, n, msecsNow() - t0);
+}
+
+// The test shader, compiled on demand; null when it is missing or does not compile.
+Ptr<iShaderEffect> findTestShader() {
+    const Ptr<ShaderEffectInfo> info =
+        Qf::FxResources::Manager::instance().findEffect(LightweightString<char>(kTestShader), true);
+    return info ? info->getShader() : nullptr;
+}
+
+bool render(iShaderEffect& shader, const Ptr<iGPUImage>& input, const Ptr<iGPUImage>& output) {
+    return shader.draw(output, {ShaderInputBinding::whole("Input", input)});
+}
+
+} // namespace
+
+void GPUTests::runAllTests(LoggerBase& log) {
+    SystemWatchdog::beginLifeSupport();
+    preamble(log);
+    log.beginTests(LoggerBase::eTitle);
+    hostToGPUTransferTest(log);
+    GPUToHostTransferTest(log);
+    shaderPerformanceTest(log);
+    combinedTest(log, false);
+    combinedTest(log, true);
+    log.endTests();
+    SystemWatchdog::endLifeSupport();
+}
+
+void GPUTests::preamble(LoggerBase& log) {
+    iSystemInfoService* info = OS()->systemInfo();
+    const MemoryStatus memory = info ? info->getMemoryStatus() : MemoryStatus{};
+    log.write(L"Memory : " + bytesAsString(memory.availableBytes, true) + L" / " + bytesAsString(memory.totalBytes, true),
+              LoggerBase::eResult);
+    log.write(L"CPUs   : " + Qf::WStringFromInteger(info ? info->getNumCPUs() : 0), LoggerBase::eResult);
+    log.write(Wide(L"Admin  : ") + (info && info->isAdministrator() ? L"Yes" : L"No"), LoggerBase::eResult);
+}
+
+void GPUTests::hostToGPUTransferTest(LoggerBase& log) {
+    log.write(L"Testing host to GPU transfer", LoggerBase::eTitle);
+    const Ptr<HostImage> frame = createHostTestImage();
+    if (!frame) {
+        log.write(L"Failed to create test image", LoggerBase::eFailure);
+        log.endTest();
+        return;
+    }
+    timedLoop(log, [&] {
+        const Ptr<iGPUImage> target = createGPUImage();
+        const bool ok = target && frame->uploadTo(*target);
+        waitForGPU();
+        return ok;
+    });
+    log.endTest();
+}
+
+void GPUTests::GPUToHostTransferTest(LoggerBase& log) {
+    log.write(L"Testing GPU to host transfer", LoggerBase::eTitle);
+    const Ptr<HostImage> frame = createHostTestImage();
+    const Ptr<iGPUImage> source = createGPUImage();
+    if (!frame || !source || !frame->uploadTo(*source)) {
+        log.write(L"Failed to create test image", LoggerBase::eFailure);
+        log.endTest();
+        return;
+    }
+    timedLoop(log, [&] {
+        const Ptr<HostImage> target = HostImage::create(testImageSize(), iGPUImage::eRGBA8);
+        return target && target->readBackFrom(*source);
+    });
+    log.endTest();
+}
+
+void GPUTests::shaderPerformanceTest(LoggerBase& log) {
+    log.write(L"Testing shader performance", LoggerBase::eTitle);
+    const Ptr<iShaderEffect> shader = findTestShader();
+    if (!shader) {
+        log.write(L"Failed to load shader", LoggerBase::eFailure);
+        log.endTest();
+        return;
+    }
+    const Ptr<iGPUImage> input = createGPUImage();
+    const Ptr<iGPUImage> output = createGPUImage();
+    if (!input || !output) {
+        log.write(L"Failed to create test images", LoggerBase::eFailure);
+        log.endTest();
+        return;
+    }
+
+    // Effects are shared: their parameters and draws are held for the whole run.
+    CriticalSectionLock hold(Qf::FxResources::Manager::instance().getShaderUsageLock());
+    iGPUService* gpu = OS()->gpu();
+    const Ptr<iGPUTimer> timer = gpu ? gpu->createTimer() : nullptr;
+    bool ok = true;
+    const double t0 = msecsNow();
+    for (int i = 0; i < kMaxIterations && ok; ++i) {
+        if (timer) timer->begin();
+        ok = render(*shader, input, output);
+        if (timer) timer->end();
+        waitForGPU();
+    }
+    const double t1 = msecsNow();
+    if (!ok)
+        log.write(L"Failed", LoggerBase::eFailure);
+    else
+        writeFps(log, kMaxIterations, t1 - t0);
+    if (timer) {
+        const std::vector<double> passes = timer->collectMilliseconds();
+        if (ok && !passes.empty())
+            log.measurement("gpuMsPerPass", std::accumulate(passes.begin(), passes.end(), 0.0) / double(passes.size()));
+    }
+    log.endTest();
+}
+
+void GPUTests::combinedTest(LoggerBase& log, bool readBack) {
+    log.write(readBack ? L"Testing render performance" : L"Testing playback performance", LoggerBase::eTitle);
+    const Ptr<iShaderEffect> shader = findTestShader();
+    if (!shader) {
+        log.write(L"Failed to load shader", LoggerBase::eFailure);
+        log.endTest();
+        return;
+    }
+    const Ptr<HostImage> frame = createHostTestImage();
+    const Ptr<HostImage> result = readBack ? HostImage::create(testImageSize(), iGPUImage::eRGBA8) : nullptr;
+    if (!frame || (readBack && !result)) {
+        log.write(L"Failed to create test images", LoggerBase::eFailure);
+        log.endTest();
+        return;
+    }
+
+    CriticalSectionLock hold(Qf::FxResources::Manager::instance().getShaderUsageLock());
+    timedLoop(log, [&] {
+        const Ptr<iGPUImage> input = createGPUImage();
+        if (!input || !frame->uploadTo(*input)) return false;
+        const Ptr<iGPUImage> output = createGPUImage();
+        if (!output || !render(*shader, input, output)) return false;
+        const bool ok = !readBack || result->readBackFrom(*output);
+        waitForGPU();
+        return ok;
+    });
+    log.endTest();
+}
