@@ -8,6 +8,7 @@ packages=(
   libpng-dev
   clang libclang-rt-14-dev clang-format
   locales
+  ffmpeg libswscale-dev libzimg-dev
 )
 missing=()
 for p in "${packages[@]}"; do
