@@ -10,6 +10,7 @@ packages=(
   clang libclang-rt-14-dev clang-format
   locales
   python3 python3-jsonschema
+  ffmpeg libswscale-dev libzimg-dev
 )
 missing=()
 for p in "${packages[@]}"; do

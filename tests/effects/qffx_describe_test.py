@@ -56,7 +56,9 @@ for path in effects:
         continue
     reported = sorted(tuple(line.split()) for line in compiled.stdout.splitlines()[1:])
     declared = sorted((p["type"], p["id"]) for p in description["parameters"] + description["variables"])
-    if reported != declared:
+    # The driver drops a uniform the code never reads, so the compiled list may
+    # be shorter; every compiled parameter must be described with its type.
+    if not set(reported) <= set(declared):
         failures.append(f"{name}: compiled parameters {reported}, described {declared}")
 
     # A multi-pass GLSL compile is given NAME=_T<t>_P<p> for every pass.

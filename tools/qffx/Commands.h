@@ -19,4 +19,5 @@ int runWatch(const CommandArgs& args);
 int runPreview(const CommandArgs& args);
 int runText(const CommandArgs& args);
 int runDiagnostics(const CommandArgs& args);
+int runConvert(const CommandArgs& args);
 #endif

@@ -31,6 +31,7 @@ const char* const kUsage = "usage: qffx <command> [options]\n"
                            "  text       draw a line of text with a GPU font into a PNG picture\n"
                            "  diagnostics\n"
                            "             run the GPU tests of the system report (--json: one object)\n"
+                           "  convert    convert frames between RGB and Y'CbCr files (PNG, y4m, raw)\n"
 #endif
                            "\n"
                            "Run 'qffx <command> --help' for the options of a command.\n"
@@ -48,7 +49,7 @@ constexpr Command kCommands[] = {
     {"generate", runGenerate}, {"luts", runLuts}, {"describe", runDescribe},
 #ifdef QFFX_HAVE_PLATFORM
     {"compile", runCompile},   {"run", runRun},   {"effects", runEffects},         {"watch", runWatch},
-    {"preview", runPreview},   {"text", runText}, {"diagnostics", runDiagnostics},
+    {"preview", runPreview},   {"text", runText}, {"diagnostics", runDiagnostics}, {"convert", runConvert},
 #endif
 };
 

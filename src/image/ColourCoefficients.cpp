@@ -1,0 +1,159 @@
+// The coefficient setters of Qf::Image::ColourConversion: the matrices and
+// offsets that turn full-range RGB into Y'CrCb and back, by range,
+// colourimetry and gamut scaling.
+//
+// Values are normalised to 10-bit code values: 64/1023 = 0.06256109,
+// 512/1023 = 0.5004888, 1023/876 = 1.167808, 1/16 = 0.0625. Matrices are nine
+// floats, rows in order, and the effects compute mul(rowVector, M): for the
+// forward matrix the rows are R, G, B and the columns Y', Cr, Cb; for the
+// inverse matrix the rows are Y', Cr, Cb and the columns R, G, B.
+//
+// The tables are the editor's and are kept exactly as they are, including
+// their oddities: a full-range BT.709 destination gets the legal-range row,
+// and the alpha terms of the inverse offsets are uneven (legal BT.601 adds
+// 1/16 to alpha once or twice, legal BT.709 with full gamut scaling once).
+// A combination missing from the tables sets nothing at all.
+#include "image/ColourConversion.h"
+
+#include <atomic>
+#include <initializer_list>
+
+namespace Qf::Image {
+
+namespace {
+
+using Matrix = float[9];
+using Vector = float[4];
+
+void writeMatrix(iShaderEffect& effect, const char* name, const float* rows) {
+    if (const Ptr<iShaderParam> p = effect.getParam(LightweightString<char>(name))) p->setMatrix3x3(rows);
+}
+void writeVector(iShaderEffect& effect, const char* name, const float* xyzw) {
+    if (const Ptr<iShaderParam> p = effect.getParam(LightweightString<char>(name))) p->setFloat4(xyzw);
+}
+void writeFloat(iShaderEffect& effect, const char* name, float value) {
+    if (const Ptr<iShaderParam> p = effect.getParam(LightweightString<char>(name))) p->setFloat(value);
+}
+
+// --- RGB to Y'CrCb ---
+
+struct Forward {
+    Matrix mul;
+    Vector mulY;
+};
+
+// Legal-range destinations, by colourimetry (3, 4 and 5 share the BT.2020 row).
+const Forward kForwardBT601 = {
+    {0.2560352f, 0.4393939f, -0.148283f, 0.502651f, -0.3679376f, -0.2911109f, 0.09761877f, -0.07145636f, 0.4393939f},
+    {0.2560352f, 0.502651f, 0.09761877f, 0}};
+const Forward kForwardBT709 = {
+    {0.1820504f, 0.439393f, -0.1007015f, 0.6124293f, -0.3991033f, -0.3387664f, 0.06182522f, -0.04028979f, 0.4394679f},
+    {0.1820504f, 0.6124293f, 0.06182522f, 0}};
+const Forward kForwardBT2020 = {
+    {0.2249513f, 0.4393615f, -0.1227008f, 0.5805748f, -0.4040243f, -0.3166774f, 0.05077889f, -0.03533723f, 0.4393781f},
+    {0.2249513f, 0.5805748f, 0.05077889f, 0}};
+const Forward kForwardDCIP3 = {
+    {0.1793959f, 0.4411229f, -0.09923316f, 0.6179097f, -0.4026746f, -0.3417979f, 0.05899941f, -0.03844829f, 0.441031f},
+    {0.1793959f, 0.6179097f, 0.05899941f, 0}};
+const Forward kForwardP3D65 = {
+    {0.1960938f, 0.4302413f, -0.1084697f, 0.5923061f, -0.3859895f, -0.3276352f, 0.06790499f, -0.0442518f, 0.4361049f},
+    {0.1960938f, 0.5923061f, 0.06790499f, 0}};
+const Vector kForwardLegalAdd = {0.0625f, 0.5f, 0.5f, 0};
+constexpr float kForwardLegalAddY = 0.0625f;
+
+// The one full-range destination with a table of its own: BT.601.
+const Forward kForwardFullBT601 = {{0.299f, 0.5f, -0.1687359f, 0.587f, -0.4186876f, -0.3312641f, 0.114f, -0.08131241f, 0.5f},
+                                   {0.299f, 0.587f, 0.114f, 0}};
+const Vector kForwardFullAdd = {0, 0.5f, 0.5f, 0};
+
+const Forward* legalForward(uint32_t colourimetry) {
+    switch (colourimetry) {
+    case 1: return &kForwardBT601;
+    case 2: return &kForwardBT709;
+    case 3:
+    case 4:
+    case 5: return &kForwardBT2020;
+    case 6: return &kForwardDCIP3;
+    case 7: return &kForwardP3D65;
+    default: return nullptr;
+    }
+}
+
+void writeForward(iShaderEffect& effect, const Forward& f, const Vector& add, float addY) {
+    writeMatrix(effect, "coefsMul", f.mul);
+    writeVector(effect, "coefsAdd", add);
+    writeVector(effect, "coefsMulY", f.mulY);
+    writeFloat(effect, "coefsAddY", addY);
+}
+
+// --- Y'CrCb to RGB ---
+
+enum GS { eGSFull, eGSOther }; // gamut scaling 1, or any other value
+
+struct Inverse {
+    uint32_t range;
+    std::initializer_list<uint32_t> colourimetries;
+    GS gs;
+    Vector add1;
+    Matrix mul2;
+    Vector add3;
+};
+
+constexpr float kC = 0.5004888f;  // 512/1023
+constexpr float kY = 0.06256109f; // 64/1023
+constexpr float kS = 1.167808f;   // 1023/876
+constexpr float kE = 0.0625f;     // 1/16
+
+const Inverse kInverse[] = {
+    {1, {1}, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.402f, -0.7141362f, 0, 0, -0.3441363f, 1.772f}, {0, 0, 0, 0}},
+    {1, {1}, eGSOther, {0, -kC, -kC, 0}, {1, 1, 1, 1.20054f, -0.6115184f, 0, 0, -0.2946856f, 1.517372f}, {kE, kE, kE, 0}},
+    {1, {2}, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.4681252f, 0, 0, -0.1872927f, 1.855288f}, {0, 0, 0, 0}},
+    {1, {2}, eGSOther, {0, -kC, -kC, 0}, {1, 1, 1, 1.348512f, -0.400858f, 0, 0, -0.1603797f, 1.588692f}, {kE, kE, kE, 0}},
+    {1, {3, 4, 5}, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.474709f, -0.5713953f, 0, 0, -0.1645591f, 1.881468f}, {0, 0, 0, 0}},
+    {1, {6}, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.457208f, 0, 0, -0.1771471f, 1.855288f}, {0, 0, 0, 0}},
+    {1, {7}, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.5213675f, 0, 0, -0.2126996f, 1.855288f}, {0, 0, 0, 0}},
+    {2, {1}, eGSFull, {-kY, -kC, -kC, kE}, {kS, kS, kS, 1.595379f, -0.8126377f, 0, 0, -0.3916033f, 2.016414f}, {0, 0, 0, 0}},
+    {2, {1}, eGSOther, {-kY, -kC, -kC, kE}, {1, 1, 1, 1.366131f, -0.6958658f, 0, 0, -0.3353319f, 1.726665f}, {kE, kE, kE, kE}},
+    {2, {2}, eGSFull, {-kY, -kC, -kC, kE}, {kS, kS, kS, 1.792017f, -0.5326942f, 0, 0, -0.2131262f, 2.111189f}, {0, 0, 0, 0}},
+    {2, {2}, eGSOther, {-kY, -kC, -kC, 0}, {1, 1, 1, 1.534513f, -0.4561487f, 0, 0, -0.182501f, 1.807822f}, {kE, kE, kE, 0}},
+    {2, {3, 4, 5}, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.678117f, -0.6502084f, 0, 0, -0.1872569f, 2.14098f}, {0, 0, 0, 0}},
+    {2, {6}, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.792017f, -0.5202711f, 0, 0, -0.2015811f, 2.111189f}, {0, 0, 0, 0}},
+    {2, {7}, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.792017f, -0.5932803f, 0, 0, -0.2420375f, 2.111189f}, {0, 0, 0, 0}},
+};
+
+std::atomic<bool> g_fullRangeOverride{false};
+
+} // namespace
+
+void ColourConversion::setForwardCoefficients(iShaderEffect& effect, uint32_t srcRange, uint32_t dstRange,
+                                              uint32_t dstColourimetry) {
+    if (srcRange != Data::Video::eFullRange) return; // only full-range RGB has a table
+    if (dstRange == Data::Video::eLegalRange) {
+        if (const Forward* f = legalForward(dstColourimetry)) writeForward(effect, *f, kForwardLegalAdd, kForwardLegalAddY);
+    } else if (dstRange == Data::Video::eFullRange) {
+        if (dstColourimetry == 1) writeForward(effect, kForwardFullBT601, kForwardFullAdd, 0);
+        // BT.709 keeps the legal-range row here, as the editor always has.
+        else if (dstColourimetry == 2)
+            writeForward(effect, kForwardBT709, kForwardLegalAdd, kForwardLegalAddY);
+    }
+}
+
+void ColourConversion::setInverseCoefficients(iShaderEffect& effect, uint32_t srcColourimetry, uint32_t srcRange,
+                                              int32_t gamutScaling) {
+    const GS gs = gamutScaling == eGamutFull ? eGSFull : eGSOther;
+    for (const Inverse& row : kInverse) {
+        if (row.range != srcRange || row.gs != gs) continue;
+        for (uint32_t c : row.colourimetries)
+            if (c == srcColourimetry) {
+                writeVector(effect, "ccCoefsAdd1", row.add1);
+                writeMatrix(effect, "ccCoefsMul2", row.mul2);
+                writeVector(effect, "ccCoefsAdd3", row.add3);
+                return;
+            }
+    }
+}
+
+void ColourConversion::setFullRangeOverride(bool on) { g_fullRangeOverride.store(on, std::memory_order_relaxed); }
+bool ColourConversion::getFullRangeOverride() { return g_fullRangeOverride.load(std::memory_order_relaxed); }
+
+} // namespace Qf::Image

@@ -1,0 +1,149 @@
+// The coefficient setters and the framework's bindings, observed through the
+// recording GPU service: which parameters each range, colourimetry and gamut
+// combination writes, the documented spot values, and the neighbour inputs.
+#include "image/ColourConversion.h"
+#include "support/RecordingGPUService.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+
+using Qf::Image::ColourConversion;
+using namespace QfTest;
+
+namespace {
+
+std::vector<ParamInfo> params(std::initializer_list<std::pair<const char*, iShaderParam::eType>> list) {
+    std::vector<ParamInfo> out;
+    for (const auto& [name, type] : list) out.push_back({name, type, {}, {}});
+    return out;
+}
+
+// The written floats as the tables give them: seven significant digits.
+std::string sevenDigits(const std::string& numbers) {
+    std::string out;
+    for (size_t at = 0; at < numbers.size();) {
+        const size_t comma = std::min(numbers.find(',', at), numbers.size());
+        char text[32];
+        std::snprintf(text, sizeof text, "%.7g", double(std::stof(numbers.substr(at, comma - at))));
+        out += (out.empty() ? "" : ",") + std::string(text);
+        at = comma + 1;
+    }
+    return out;
+}
+
+struct Recorded {
+    std::shared_ptr<Journal> journal = std::make_shared<Journal>();
+    RecordingEffect effect{params({{"coefsMul", iShaderParam::eFloat3x3},
+                                   {"coefsAdd", iShaderParam::eFloat4},
+                                   {"coefsMulY", iShaderParam::eFloat4},
+                                   {"coefsAddY", iShaderParam::eFloat},
+                                   {"ccCoefsAdd1", iShaderParam::eFloat4},
+                                   {"ccCoefsMul2", iShaderParam::eFloat3x3},
+                                   {"ccCoefsAdd3", iShaderParam::eFloat4}}),
+                           journal};
+    std::string value(const std::string& name) const {
+        for (const std::string& c : journal->calls)
+            if (c.starts_with("set " + name + " ")) return sevenDigits(c.substr(c.find(' ', 5 + name.size()) + 1));
+        return "";
+    }
+};
+
+TEST(ColourCoefficients, ForwardWritesOnlyTheTabledCombinations) {
+    for (uint32_t srcRange = 0; srcRange < 4; ++srcRange)
+        for (uint32_t dstRange = 0; dstRange < 4; ++dstRange)
+            for (uint32_t c = 0; c < 10; ++c) {
+                Recorded r;
+                ColourConversion::setForwardCoefficients(r.effect, srcRange, dstRange, c);
+                const bool tabled =
+                    srcRange == 1 && ((dstRange == 2 && c >= 1 && c <= 7) || (dstRange == 1 && (c == 1 || c == 2)));
+                EXPECT_EQ(r.journal->calls.size(), tabled ? 4u : 0u) << srcRange << " " << dstRange << " " << c;
+            }
+}
+
+TEST(ColourCoefficients, ForwardSpotValues) {
+    Recorded legal601;
+    ColourConversion::setForwardCoefficients(legal601.effect, 1, 2, 1);
+    // White gives Y' = 0.2560352 + 0.502651 + 0.09761877 + 0.0625 = 235/256.
+    EXPECT_EQ(legal601.value("coefsMulY"), "0.2560352,0.502651,0.09761877,0");
+    EXPECT_EQ(legal601.value("coefsAddY"), "0.0625");
+    EXPECT_EQ(legal601.value("coefsAdd"), "0.0625,0.5,0.5,0");
+
+    Recorded full709, legal709;
+    ColourConversion::setForwardCoefficients(full709.effect, 1, 1, 2);
+    ColourConversion::setForwardCoefficients(legal709.effect, 1, 2, 2);
+    EXPECT_EQ(full709.journal->calls, legal709.journal->calls); // full-range BT.709 gets the legal row
+
+    Recorded full601, bt2020, bt2100;
+    ColourConversion::setForwardCoefficients(full601.effect, 1, 1, 1);
+    EXPECT_EQ(full601.value("coefsAdd"), "0,0.5,0.5,0");
+    EXPECT_EQ(full601.value("coefsMul"), "0.299,0.5,-0.1687359,0.587,-0.4186876,-0.3312641,0.114,-0.08131241,0.5");
+    ColourConversion::setForwardCoefficients(bt2020.effect, 1, 2, 3);
+    ColourConversion::setForwardCoefficients(bt2100.effect, 1, 2, 5);
+    EXPECT_EQ(bt2020.journal->calls, bt2100.journal->calls);
+}
+
+TEST(ColourCoefficients, InverseWritesOnlyTheTabledCombinations) {
+    for (uint32_t range = 0; range < 4; ++range)
+        for (uint32_t c = 0; c < 10; ++c)
+            for (int32_t gs = 0; gs < 3; ++gs) {
+                Recorded r;
+                ColourConversion::setInverseCoefficients(r.effect, c, range, gs);
+                const bool tabled = (range == 1 || range == 2) && c >= 1 && c <= 7 && (gs == 1 || c <= 2);
+                EXPECT_EQ(r.journal->calls.size(), tabled ? 3u : 0u) << range << " " << c << " " << gs;
+            }
+}
+
+TEST(ColourCoefficients, InverseKeepsTheUnevenAlphaTerms) {
+    const auto row = [](uint32_t c, uint32_t range, int32_t gs) {
+        auto r = std::make_unique<Recorded>();
+        ColourConversion::setInverseCoefficients(r->effect, c, range, gs);
+        return r->value("ccCoefsAdd1") + " | " + r->value("ccCoefsAdd3");
+    };
+    EXPECT_EQ(row(1, 2, 1), "-0.06256109,-0.5004888,-0.5004888,0.0625 | 0,0,0,0");
+    EXPECT_EQ(row(1, 2, 0), "-0.06256109,-0.5004888,-0.5004888,0.0625 | 0.0625,0.0625,0.0625,0.0625");
+    EXPECT_EQ(row(2, 2, 1), "-0.06256109,-0.5004888,-0.5004888,0.0625 | 0,0,0,0");
+    EXPECT_EQ(row(2, 2, 0), "-0.06256109,-0.5004888,-0.5004888,0 | 0.0625,0.0625,0.0625,0");
+    EXPECT_EQ(row(3, 2, 1), "-0.06256109,-0.5004888,-0.5004888,0 | 0,0,0,0");
+    EXPECT_EQ(row(2, 1, 0), "0,-0.5004888,-0.5004888,0 | 0.0625,0.0625,0.0625,0");
+}
+
+TEST(ColourCoefficients, FullRangeOverrideIsProcessWide) {
+    EXPECT_FALSE(ColourConversion::getFullRangeOverride());
+    ColourConversion::setFullRangeOverride(true);
+    EXPECT_TRUE(ColourConversion::getFullRangeOverride());
+    ColourConversion::setFullRangeOverride(false);
+}
+
+TEST(ColourConversionFramework, NeighbourInputsAreOnePixelApartInPackedTexels) {
+    RecordingGPUService gpu;
+    const auto journal = std::make_shared<Journal>();
+    Ptr<iShaderEffect> effect(new RecordingEffect(params({{"_Width", iShaderParam::eFloat}}), journal));
+    Surface src(1920, 4, Format::eUYVY, 8); // 16 bits a pixel in 32-bit texels: k = 2
+    src.createGPUSurface(gpu);
+    Data::Video video;
+    video.colourimetry = 1;
+    src.setVideoData(video);
+    Surface dst(1920, 4, Format::eRGBA, 8);
+    dst.createGPUSurface(gpu);
+    ASSERT_TRUE(ColourConversion::applyShader(effect, src, dst, 123.0f));
+    ASSERT_EQ(journal->draws.size(), 1u);
+    const auto& in = journal->draws[0].inputs;
+    ASSERT_EQ(in.size(), 3u);
+    const float want[3][2] = {{0, 960}, {-0.5f, 959.5f}, {0.5f, 960.5f}};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(in[size_t(i)].corners[0].u, want[i][0]);
+        EXPECT_EQ(in[size_t(i)].corners[3].u, want[i][1]);
+        EXPECT_EQ(in[size_t(i)].corners[3].v, 1.0f);
+    }
+    EXPECT_EQ(journal->calls[0], "set _Width float 1920");
+    EXPECT_EQ(dst.getColourimetry(), 1u);
+
+    Ptr<iShaderEffect> none;
+    EXPECT_FALSE(ColourConversion::applyShader(none, src, dst));
+    Surface noGPU(8, 8, Format::eRGBA, 8);
+    EXPECT_FALSE(ColourConversion::applyShader(effect, noGPU, dst));
+}
+
+} // namespace

@@ -1,0 +1,84 @@
+// Frames of qffx convert and the file formats that hold them: PNG, YUV4MPEG2
+// and raw frames named as FFmpeg names its pixel formats (plus "m101" and
+// "dvs10" for the capture-card layouts of docs/formats.md).
+//
+// A Frame keeps samples as plain numbers, whatever the file's packing:
+// RGB frames R, G, B, A per pixel (8 or 16 bits); 4:2:2 frames Cb, Y0, Cr,
+// Y1 per pixel pair, ceil(W/2) pairs a row; 4:4:4 frames Y', Cb, Cr per
+// pixel (4:2:2 and 4:4:4 at 8 or 10 bits).
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+struct Frame {
+    enum eKind { eRGB, eYCbCr422, eYCbCr444 };
+    eKind kind = eRGB;
+    uint32_t width = 0, height = 0;
+    unsigned bits = 8;
+    std::vector<uint16_t> samples;
+
+    size_t samplesPerRow() const;
+    void allocate(eKind k, uint32_t w, uint32_t h, unsigned b);
+};
+
+struct FrameFormat {
+    const char* name;
+    Frame::eKind kind;
+    unsigned bits;
+    bool raw; // headerless frames of a size fixed by --size
+};
+// The format of that name, or null. "png" and "y4m" take their kind and
+// depth from the file.
+const FrameFormat* findFrameFormat(const std::string& name);
+std::string frameFormatNames();
+
+// Reads frames one by one from a stream.
+class FrameReader {
+public:
+    // Reads the header (y4m) or the whole picture (png); false with `error`.
+    bool open(const FrameFormat& format, std::FILE* in, uint32_t width, uint32_t height, std::string& error);
+    uint32_t width() const { return m_width; }
+    uint32_t height() const { return m_height; }
+    Frame::eKind kind() const { return m_kind; }
+    unsigned bits() const { return m_bits; }
+    const std::string& frameRate() const { return m_rate; }
+    // The next frame: true; false at a clean end (error empty) or on a
+    // truncated or malformed frame (error set).
+    bool next(Frame& frame, std::string& error);
+    // Bytes of one frame in the file (0 for png).
+    size_t frameBytes() const;
+
+private:
+    const FrameFormat* m_format = nullptr;
+    std::FILE* m_in = nullptr;
+    uint32_t m_width = 0, m_height = 0;
+    Frame::eKind m_kind = Frame::eRGB;
+    unsigned m_bits = 8;
+    std::string m_rate = "25:1";
+    bool m_pngPending = false;
+    Frame m_png;
+};
+
+// Writes frames of one kind and depth; a y4m header is written before the first.
+class FrameWriter {
+public:
+    FrameWriter(const FrameFormat& format, std::FILE* out, const std::string& frameRate)
+        : m_format(format), m_out(out), m_rate(frameRate) {}
+    // The kind and depth frames must have to be written (for png and y4m, chosen from `like`).
+    static void target(const FrameFormat& format, const Frame& like, Frame::eKind& kind, unsigned& bits);
+    bool write(const Frame& frame, std::string& error);
+
+private:
+    const FrameFormat& m_format;
+    std::FILE* m_out;
+    std::string m_rate;
+    int m_frames = 0;
+};
+
+// The same picture at another depth (8 <-> 10 <-> 16 bits, exact where it
+// widens, rounded where it narrows). Kinds do not change.
+Frame withDepth(const Frame& frame, unsigned bits);
+// 4:2:2 <-> 4:4:4 need colour maths on the way; this is only for equal kinds.
