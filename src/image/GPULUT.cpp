@@ -2,41 +2,13 @@
 // "ApplyCubeLUT" (resources/shaders/ApplyCubeLUT.fx).
 #include "image/GPU.h"
 
-#include "effects/ShaderEffectInfo.h"
 #include "host/CriticalSection.h"
-#include "host/Log.h"
 #include "host/OS.h"
-#include "host/Paths.h"
-#include "host/Strings.h"
+#include "manager/Manager.h"
 
 namespace Qf::Image {
 
 namespace {
-
-// Held while the shared effect's parameters are set and it draws.
-CriticalSection g_lutEffectLock;
-
-// The compiled effect, kept per GPU service and shaders directory (tests
-// switch both). Until the effect manager finds effects by name, it is
-// compiled here from the shaders directory on first use.
-Ptr<iShaderEffect> lutEffect(iGPUService& gpu) {
-    static iGPUService* s_gpu = nullptr;
-    static LightweightString<wchar_t> s_path;
-    static Ptr<iShaderEffect> s_effect;
-    const LightweightString<wchar_t> path = joinPaths(getShadersDir(), L"ApplyCubeLUT.fx");
-    if (s_effect && s_gpu == &gpu && s_path == path) return s_effect;
-    const Ptr<ShaderEffectInfo> info = makePtr<ShaderEffectInfo>(path, 0);
-    const ShaderCompilationOutput out = info->compile();
-    if (!out.shader) {
-        Log("Qf::Image::GPU : cannot compile %s\n", toUTF8(path).c_str());
-        for (const ShaderError& e : out.errors) Log("   %s\n", e.message.c_str());
-        return nullptr;
-    }
-    s_gpu = &gpu;
-    s_path = path;
-    s_effect = out.shader;
-    return s_effect;
-}
 
 bool isRGBASurface(const Surface& s) {
     const Format f = s.getDataFormat();
@@ -72,8 +44,11 @@ bool GPU::applyLUT(const Surface& sourceSurface, Surface& destination, const Ptr
     if (!reuse) target = gpu->createImage(input->getSize(), input->getFormat());
     if (!target) return false;
 
-    CriticalSectionLock hold(g_lutEffectLock);
-    const Ptr<iShaderEffect> effect = lutEffect(*gpu);
+    // The effect is shared: its parameters are set and it draws under the
+    // manager's shader-usage lock, as every shared effect is.
+    Qf::FxResources::Manager& manager = Qf::FxResources::Manager::instance();
+    CriticalSectionLock hold(manager.getShaderUsageLock());
+    const Ptr<iShaderEffect> effect = manager.findShader("ApplyCubeLUT");
     if (!effect) return false;
     const bool set = setFloat(*effect, "LutSize", float(lut->getSize().x)) && setFloat3(*effect, "InScale", mapping.inScale) &&
                      setFloat3(*effect, "InOffset", mapping.inOffset) && setFloat(*effect, "OutScale", mapping.outScale) &&

@@ -1,6 +1,7 @@
 #include "GLTestSupport.h"
 
 #include "effects/ShaderEffectInfo.h"
+#include "host/Shutdown.h"
 #include "host/Strings.h"
 #include "host/TextFile.h"
 #include "platform/LinuxServices.h"
@@ -11,6 +12,13 @@ namespace QfGLTest {
 
 namespace {
 std::atomic<bool> g_gpuMissing{false};
+
+// Library code under test may start the effect manager; its exit callbacks
+// stop the background compilation before the process's static objects go.
+struct ManagerShutdown : ::testing::Environment {
+    void TearDown() override { Shutdown::runCallbacks(Shutdown::eNormalExit); }
+};
+const auto* const g_shutdown = ::testing::AddGlobalTestEnvironment(new ManagerShutdown);
 
 Ptr<iShaderEffect> compile(const Ptr<ShaderEffectInfo>& info, std::vector<ShaderError>* errors) {
     ShaderCompilationOutput out = info->compile();

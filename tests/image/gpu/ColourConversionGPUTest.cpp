@@ -9,8 +9,6 @@
 #include "host/SurfaceFormatsReference.h"
 #include "platform/GLTestSupport.h"
 
-#include "host/ResourceShutdown.h"
-#include "host/Shutdown.h"
 #include "image/ColourConversion.h"
 #include "manager/Manager.h"
 
@@ -25,13 +23,6 @@ using Qf::Image::ColourConversion;
 namespace {
 
 using CC = ColourConversion;
-
-// The effect manager's exit callbacks stop its background compilation before
-// the process's static objects go.
-struct ManagerShutdown : ::testing::Environment {
-    void TearDown() override { Shutdown::runCallbacks(Shutdown::eNormalExit); }
-};
-const auto* const g_shutdown = ::testing::AddGlobalTestEnvironment(new ManagerShutdown);
 
 class ConversionGPUTest : public QfGLTest::GLTest {
 protected:
