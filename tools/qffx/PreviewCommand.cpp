@@ -3,17 +3,19 @@
 // Row 1 holds the untouched picture and the effect at its defaults; each
 // further row sweeps one float parameter from its minimum to its maximum in
 // kSteps cells, the other parameters at their defaults. Each cell is drawn as
-// `qffx run` draws it. Under every cell a band of kLabelHeight pixels is kept
-// for the cell's value, to be written there with the GPU font; until then the
-// values are printed on standard output, row by row.
+// `qffx run` draws it. Under every cell a band of kLabelHeight pixels holds
+// its label ("defaults", "Amount = 0.25"), drawn with the GPU font; the
+// values are also printed on standard output, row by row.
 #include "Commands.h"
 #include "EffectDrawing.h"
 #include "Options.h"
 #include "ToolEffects.h"
 
 #include "codegen/CodeGenerators.h"
+#include "fonts/GPUFontCache.h"
 #include "host/Paths.h"
 #include "host/Strings.h"
+#include "image/GPUText.h"
 #include "platform/png/PngFile.h"
 
 #include <algorithm>
@@ -30,7 +32,8 @@ const char* const kHelp = "usage: qffx preview EFFECT --out SHEET.png [--in PICT
                           "first row holds the untouched picture and the effect at its defaults, each\n"
                           "further row one float parameter swept from its minimum to its maximum in five\n"
                           "steps (only NAME with --param). Each cell is what 'qffx run' draws with those\n"
-                          "values. The values of each row are printed on standard output.\n"
+                          "values, labelled with them beneath; the values of each row are also printed\n"
+                          "on standard output.\n"
                           "\n"
                           "  --in PICTURE.png   the picture (default: a built-in picture of colour bars,\n"
                           "                     a grey ramp, skin tones and fine detail)\n"
@@ -43,6 +46,27 @@ constexpr int kSteps = 5;        // cells in a sweep, minimum to maximum
 constexpr int kGap = 8;          // pixels between cells and around the sheet
 constexpr int kLabelHeight = 20; // the band under each cell kept for its label
 constexpr float kBackground = 0.18f;
+constexpr double kLabelPixels = 13; // the labels' font size
+const wchar_t* const kLabelFont = L"DejaVu Sans";
+
+struct Label {
+    std::string text;
+    XY<int> origin; // the baseline's left end on the sheet
+};
+
+// Writes the labels into their bands with the GPU font. A sheet without
+// labels is still a correct sheet (the values are printed too), so a missing
+// font only costs the labels.
+Ptr<HostImage> withLabels(const Ptr<HostImage>& sheet, const std::vector<Label>& labels, iGPUService& gpu) {
+    const Ptr<GPUFontCache::Result> font = GPUFontCache::instance().getFont(FontDefinition(kLabelFont, kLabelPixels));
+    const Ptr<iGPUImage> image = font ? sheet->createGPUImage(gpu) : Ptr<iGPUImage>();
+    if (!image) return sheet;
+    for (const Label& label : labels)
+        if (!Qf::Image::GPUText::draw(image, *font->getValue(), LightweightString<char>(label.text), label.origin, {1, 1, 1, 1}))
+            return sheet;
+    const Ptr<HostImage> labelled = HostImage::fromGPUImage(*image);
+    return labelled ? labelled : sheet;
+}
 
 int fail(const std::string& message) { return failWith("preview", message); }
 
@@ -145,15 +169,18 @@ int runPreview(const CommandArgs& args) {
     if (!sheet) return fail("the sheet would be too large for a picture of this size");
     for (int y = 0; y < sheet->getHeight(); ++y)
         for (int x = 0; x < sheet->getWidth(); ++x) sheet->setTexel(x, y, {kBackground, kBackground, kBackground, 1});
-    const auto place = [&](const HostImage& image, int row, int column) {
-        paste(*sheet, image, kGap + column * (cell.x + kGap), kGap + row * (cell.y + kLabelHeight + kGap));
+    std::vector<Label> labels;
+    const auto place = [&](const HostImage& image, int row, int column, std::string label) {
+        const XY<int> corner{kGap + column * (cell.x + kGap), kGap + row * (cell.y + kLabelHeight + kGap)};
+        paste(*sheet, image, corner.x, corner.y);
+        labels.push_back({std::move(label), {corner.x + 2, corner.y + cell.y + kLabelHeight - 5}});
     };
 
     const auto draw = [&]() { return drawEffect(*effect, *out.shader, *gpu, *picture, {}, error); };
-    place(*picture, 0, 0);
+    place(*picture, 0, 0, "untouched");
     const Ptr<HostImage> defaults = draw();
     if (!defaults) return std::fprintf(stderr, "qffx preview: %s\n", error.c_str()), 1;
-    place(*defaults, 0, 1);
+    place(*defaults, 0, 1, "defaults");
     std::printf("row 1: untouched, defaults\n");
 
     for (size_t r = 0; r < sweeps.size(); ++r) {
@@ -165,14 +192,15 @@ int runPreview(const CommandArgs& args) {
             param->setFloat(float(sweep.values[i]));
             const Ptr<HostImage> result = draw();
             if (!result) return std::fprintf(stderr, "qffx preview: %s\n", error.c_str()), 1;
-            place(*result, int(r) + 1, i);
-            values += (i ? ", " : "") + StringFromFloat(sweep.values[i]).str();
+            const std::string value = StringFromFloat(sweep.values[i]).str();
+            place(*result, int(r) + 1, i, sweep.parameter.id.str() + " = " + value);
+            values += (i ? ", " : "") + value;
         }
         // Back to the default for the rows that follow.
         param->setFloat(float(property(sweep.parameter, Shader::PropertyKey::kDefault)));
         std::printf("row %zu: %s = %s\n", r + 2, sweep.parameter.id.c_str(), values.c_str());
     }
 
-    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *sheet, error)) return fail(error);
+    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *withLabels(sheet, labels, *gpu), error)) return fail(error);
     return 0;
 }
