@@ -7,6 +7,7 @@
 #include "host/CriticalSection.h"
 #include "host/EditorPreferences.h"
 #include "host/OS.h"
+#include "image/RuntimeEffects.h"
 #include "manager/Manager.h"
 
 #include <string>
@@ -16,29 +17,16 @@ namespace Qf::Image {
 
 using Text = LightweightString<char>;
 using Manager = Qf::FxResources::Manager;
+using detail::spanBinding;
 
 namespace {
 
 CriticalSection& usageLock() { return Manager::instance().getShaderUsageLock(); }
 
-void writeFloat(iShaderEffect& effect, const char* name, float value) {
-    if (const Ptr<iShaderParam> p = effect.getParam(Text(name))) p->setFloat(value);
-}
+// A parameter the effect does not declare is skipped.
+void writeFloat(iShaderEffect& effect, const char* name, float value) { detail::setFloatParam(effect, name, value); }
 void writeBool(iShaderEffect& effect, const char* name, bool value) {
     if (const Ptr<iShaderParam> p = effect.getParam(Text(name))) p->setBool(value);
-}
-
-// A binding whose u runs from `left` to `right` (texels of the image) across
-// the target and whose v runs from 0 at the top to 1 at the bottom.
-ShaderInputBinding binding(const char* name, const Ptr<iGPUImage>& image, float left, float right) {
-    ShaderInputBinding b;
-    b.name = name;
-    b.image = image;
-    b.corners[0] = {left, 0};
-    b.corners[1] = {right, 0};
-    b.corners[2] = {left, 1};
-    b.corners[3] = {right, 1};
-    return b;
 }
 
 float texelWidth(const Ptr<iGPUImage>& image) { return image ? float(image->getSize().x) : 0.0f; }
@@ -116,9 +104,7 @@ bool planarToRGBA(const Surface& src, Surface& dst, Format expected, const char*
     iGPUService* gpu = OS() ? OS()->gpu() : nullptr;
     if (!gpu || !input || source.getDataFormat() != expected) return false;
     CriticalSectionLock hold(usageLock());
-    Manager& manager = Manager::instance();
-    Ptr<iShaderEffect> effect = manager.findShader(Text(name));
-    if (!effect) effect = manager.createShaderFromCode(Text(name), planarEffectText(matrix));
+    const Ptr<iShaderEffect> effect = detail::runtimeShader(name, planarEffectText(matrix));
     if (!effect) return false;
     Ptr<iGPUImage> target = dst.getGPUSurface();
     const XY<int> size = source.getSize();
@@ -126,7 +112,7 @@ bool planarToRGBA(const Surface& src, Surface& dst, Format expected, const char*
     if (!target) return false;
     if (matrix) ColourConversion::setInverseCoefficients(*effect, source.getColourimetry(), ycrcbRange(source), gamutScaling);
     writeFloat(*effect, "gTexelWidth", texelWidth(input));
-    if (!effect->draw(target, {binding("Input", input, 0, float(size.x) / 4.0f)}, 0)) return false;
+    if (!effect->draw(target, {spanBinding("Input", input, 0, float(size.x) / 4.0f)}, 0)) return false;
     if (target != dst.getGPUSurface()) {
         dst = Surface::forGPUImage(target);
     }
@@ -175,9 +161,9 @@ bool ColourConversion::applyShader(Ptr<iShaderEffect>& effect, const Surface& sr
     const float span = float(source.getWidth()) / float(k), step = 1.0f / float(k);
     const Ptr<iGPUImage> image = source.getGPUSurface();
     const std::vector<ShaderInputBinding> inputs = {
-        binding("Input", image, 0, span),
-        binding("Input2", image, -step, span - step),
-        binding("Input3", image, step, span + step),
+        spanBinding("Input", image, 0, span),
+        spanBinding("Input2", image, -step, span - step),
+        spanBinding("Input3", image, step, span + step),
     };
     effect->draw(dst.getGPUSurface(), inputs, 0); // the draw reports nothing back to the caller
     dst.setVideoData(source.getVideoData());
@@ -206,8 +192,8 @@ bool ColourConversion::convertRGBToYCrCb422(const Surface& src, Surface& dst, Fi
     // centres, and their distance is one source pixel for the filter taps.
     const float pairs = texelWidth(target);
     const std::vector<ShaderInputBinding> inputs = {
-        binding("gSourceImage", source.getGPUSurface(), -0.5f, 2 * pairs - 0.5f),
-        binding("gSourceImage2", source.getGPUSurface(), 0.5f, 2 * pairs + 0.5f),
+        spanBinding("gSourceImage", source.getGPUSurface(), -0.5f, 2 * pairs - 0.5f),
+        spanBinding("gSourceImage2", source.getGPUSurface(), 0.5f, 2 * pairs + 0.5f),
     };
     return drawAndTag(*effect, target, inputs, source, dst, true);
 }
@@ -243,10 +229,10 @@ bool ColourConversion::convertYCrCb422ToRGB(const Surface& src, Surface& dst, Ga
     const float half = texelWidth(target) / 2.0f;
     writeFloat(*effect, "gIterHelp2Step", texelWidth(input));
     const std::vector<ShaderInputBinding> inputs = {
-        binding("gSourceImage", input, 0, half),
-        binding("gSourceImage2", input, -1, half - 1),
-        binding("gSourceImage3", input, 1, half + 1),
-        binding("gSourceImage4", input, 2, half + 2),
+        spanBinding("gSourceImage", input, 0, half),
+        spanBinding("gSourceImage2", input, -1, half - 1),
+        spanBinding("gSourceImage3", input, 1, half + 1),
+        spanBinding("gSourceImage4", input, 2, half + 2),
     };
     return drawAndTag(*effect, target, inputs, source, dst, false);
 }
@@ -298,7 +284,7 @@ bool ColourConversion::unpackMatrox10BitFormat(const Surface& src, Surface& dst)
     if (!input || !target) return false;
     writeFloat(*effect, "pSourceImageTotalWidthInDWORDs", texelWidth(input));
     // Each destination texel (a pixel pair) gets its own source coordinate.
-    if (!effect->draw(target, {binding("gSourceImage", input, 0, texelWidth(target))}, 0)) return false;
+    if (!effect->draw(target, {spanBinding("gSourceImage", input, 0, texelWidth(target))}, 0)) return false;
     const unsigned texelBits = target->getBitsPerTexel();
     dst.setDataFormat(Format::eYUY2);
     dst.setBitsPerComponent(uint16_t(texelBits >> 2));

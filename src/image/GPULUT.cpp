@@ -4,28 +4,12 @@
 
 #include "host/CriticalSection.h"
 #include "host/OS.h"
+#include "image/RuntimeEffects.h"
 #include "manager/Manager.h"
 
 namespace Qf::Image {
 
-namespace {
-
-bool isRGBASurface(const Surface& s) {
-    const Format f = s.getDataFormat();
-    return f == Format::eRGBA || f == Format::eRGBAHalf || f == Format::eRGBAFloat;
-}
-
-bool setFloat(iShaderEffect& effect, const char* name, float value) {
-    const Ptr<iShaderParam> p = effect.getParam(LightweightString<char>(name));
-    return p && p->setFloat(value);
-}
-
-bool setFloat3(iShaderEffect& effect, const char* name, const std::array<float, 3>& value) {
-    const Ptr<iShaderParam> p = effect.getParam(LightweightString<char>(name));
-    return p && p->setFloat3(value.data());
-}
-
-} // namespace
+using detail::isRGBASurface;
 
 bool GPU::applyLUT(const Surface& sourceSurface, Surface& destination, const Ptr<iGPUImage>& lut, const LUTMapping& mapping,
                    eLUTInterpolation interpolation) {
@@ -50,9 +34,12 @@ bool GPU::applyLUT(const Surface& sourceSurface, Surface& destination, const Ptr
     CriticalSectionLock hold(manager.getShaderUsageLock());
     const Ptr<iShaderEffect> effect = manager.findShader("ApplyCubeLUT");
     if (!effect) return false;
-    const bool set = setFloat(*effect, "LutSize", float(lut->getSize().x)) && setFloat3(*effect, "InScale", mapping.inScale) &&
-                     setFloat3(*effect, "InOffset", mapping.inOffset) && setFloat(*effect, "OutScale", mapping.outScale) &&
-                     setFloat(*effect, "OutOffset", mapping.outOffset) && effect->setTechnique(uint16_t(interpolation));
+    const bool set = detail::setFloatParam(*effect, "LutSize", float(lut->getSize().x)) &&
+                     detail::setFloat3Param(*effect, "InScale", mapping.inScale.data()) &&
+                     detail::setFloat3Param(*effect, "InOffset", mapping.inOffset.data()) &&
+                     detail::setFloatParam(*effect, "OutScale", mapping.outScale) &&
+                     detail::setFloatParam(*effect, "OutOffset", mapping.outOffset) &&
+                     effect->setTechnique(uint16_t(interpolation));
     if (!set) return false;
     if (!effect->draw(target, {ShaderInputBinding::whole("Input", input), ShaderInputBinding::whole("Lut", lut)})) return false;
 
