@@ -68,12 +68,13 @@ void wordsToSamples(const uint8_t* row, bool dvs, uint16_t* s, size_t count) {
 void decodeRaw(const FrameFormat& f, const uint8_t* bytes, Frame& frame) {
     const uint32_t w = frame.width, h = frame.height;
     const size_t stride = rowBytes(f, w), perRow = frame.samplesPerRow();
+    const int* const order = rgbOrder(f); // looked up once: the name comparison is not free per sample
     for (uint32_t y = 0; y < h; ++y) {
         const uint8_t* row = bytes + y * stride;
         uint16_t* s = frame.samples.data() + y * perRow;
         if (frame.kind == Frame::eRGB) {
             for (size_t i = 0; i < 4 * size_t(w); ++i)
-                s[i] = frame.bits == 16 ? load16(row + 2 * i) : row[i / 4 * 4 + size_t(rgbOrder(f)[i % 4])];
+                s[i] = frame.bits == 16 ? load16(row + 2 * i) : row[i / 4 * 4 + size_t(order[i % 4])];
         } else if (is(f, "uyvy422") || is(f, "yuyv422")) {
             const bool yuyv = is(f, "yuyv422");
             for (size_t i = 0; i < perRow; ++i) s[i] = row[yuyv ? (i / 4 * 4 + ((i % 4) ^ 1)) : i];
@@ -173,6 +174,7 @@ void encodeRaw(const FrameFormat& f, const Frame& frame, std::vector<uint8_t>& o
     if (is(f, "yuv422p10le") || is(f, "yuv444p10le")) return encodePlanar(frame, out);
     const size_t stride = rowBytes(f, frame.width), perRow = frame.samplesPerRow();
     out.assign(stride * frame.height, 0);
+    const int* const order = rgbOrder(f);
     for (uint32_t y = 0; y < frame.height; ++y) {
         uint8_t* row = out.data() + y * stride;
         const uint16_t* s = frame.samples.data() + y * perRow;
@@ -181,7 +183,7 @@ void encodeRaw(const FrameFormat& f, const Frame& frame, std::vector<uint8_t>& o
                 if (frame.bits == 16)
                     store16(row + 2 * i, s[i]);
                 else
-                    row[i / 4 * 4 + size_t(rgbOrder(f)[i % 4])] = uint8_t(s[i]);
+                    row[i / 4 * 4 + size_t(order[i % 4])] = uint8_t(s[i]);
             }
         } else if (is(f, "uyvy422") || is(f, "yuyv422")) {
             const bool yuyv = is(f, "yuyv422");
