@@ -6,6 +6,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libegl-dev libgl-dev libopengl-dev libegl-mesa0 libgl1-mesa-dri
   libpng-dev
+  ocl-icd-opencl-dev opencl-headers pocl-opencl-icd
   clang libclang-rt-14-dev clang-format
   locales
 )

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "Directories.h"
+#include "GPUCompute.h"
 #include "GPUImage.h"
 #include "LightweightString.h"
 #include "ShaderContract.h"
@@ -79,6 +80,8 @@ public:
     virtual iThreadService* threads() { return nullptr; }
     virtual iUIService* ui() { return nullptr; }
     virtual iEnvironmentService* environment() { return nullptr; }
+    // The GPU compute service (kernels); null where the host has none.
+    virtual iGPUComputeService* compute() { return nullptr; }
 };
 
 // The installed services object; a stand-in without services until one is installed.

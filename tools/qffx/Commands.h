@@ -15,4 +15,5 @@ int runCompile(const CommandArgs& args);
 int runRun(const CommandArgs& args);
 int runEffects(const CommandArgs& args);
 int runWatch(const CommandArgs& args);
+int runScopes(const CommandArgs& args);
 #endif

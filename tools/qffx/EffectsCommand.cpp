@@ -35,27 +35,6 @@ const char* const kHelp = "usage: qffx effects [--shaders DIR] [--templates DIR]
                           "standard error is a terminal). --transcode starts as the editor does with\n"
                           "-transcode: nothing is compiled. Exit status 1 when any effect failed.\n";
 
-std::string jsonString(std::string_view text) {
-    std::string out = "\"";
-    for (const unsigned char c : text) {
-        switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\t': out += "\\t"; break;
-        default:
-            if (c < 0x20) {
-                char buf[8];
-                std::snprintf(buf, sizeof(buf), "\\u%04x", c);
-                out += buf;
-            } else {
-                out += char(c);
-            }
-        }
-    }
-    return out + "\"";
-}
-
 int list(bool json) {
     Manager& manager = startManagerForLookup();
     // The declaration is read from a copy, so the registered effect stays unread.

@@ -53,6 +53,27 @@ std::string resolveEffectPath(const std::string& effect, std::string& error) {
 
 } // namespace
 
+std::string jsonString(std::string_view text) {
+    std::string out = "\"";
+    for (const unsigned char c : text) {
+        switch (c) {
+        case '"': out += "\\\""; break;
+        case '\\': out += "\\\\"; break;
+        case '\n': out += "\\n"; break;
+        case '\t': out += "\\t"; break;
+        default:
+            if (c < 0x20) {
+                char buf[8];
+                std::snprintf(buf, sizeof(buf), "\\u%04x", c);
+                out += buf;
+            } else {
+                out += char(c);
+            }
+        }
+    }
+    return out + "\"";
+}
+
 int failWith(const char* command, const std::string& message) {
     std::fprintf(stderr, "qffx %s: %s\n", command, message.c_str());
     return 2;

@@ -7,7 +7,11 @@
 #include "host/Ptr.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
+
+// The text as a JSON string literal, quotes included.
+std::string jsonString(std::string_view text);
 
 // Prints "qffx COMMAND: MESSAGE" on standard error; returns exit status 2.
 int failWith(const char* command, const std::string& message);

@@ -23,6 +23,8 @@ const char* const kUsage = "usage: qffx <command> [options]\n"
                            "             all as its background compilation does (--compile)\n"
                            "  watch      keep the effect manager running and recompile effect files as\n"
                            "             they change\n"
+                           "  scopes     compute the video scopes of a PNG frame on the compute device\n"
+                           "             (histograms, waveform, vectorscope) as pictures and numbers\n"
 #endif
                            "\n"
                            "Run 'qffx <command> --help' for the options of a command.\n"
@@ -39,7 +41,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {"generate", runGenerate}, {"luts", runLuts},
 #ifdef QFFX_HAVE_PLATFORM
-    {"compile", runCompile},   {"run", runRun},   {"effects", runEffects}, {"watch", runWatch},
+    {"compile", runCompile},   {"run", runRun},   {"effects", runEffects}, {"watch", runWatch}, {"scopes", runScopes},
 #endif
 };
 
