@@ -407,6 +407,16 @@ TEST_F(ManagerOpenCLTest, LaunchErrorsNameTheKernelAndTheReason) {
     EXPECT_EQ(error, "kernel 'add' takes 3 arguments, not 1");
     EXPECT_FALSE(program->run("add", {GPUKernelArg::of(3), GPUKernelArg::of(1), GPUKernelArg::of(1)}, GPUWorkSize::of(1), error));
     EXPECT_THAT(error, HasSubstr("kernel 'add' argument 0"));
+    // Memory of another context, or not OpenCL memory at all.
+    const Ptr<iGPUComputeContext> other = LinuxServices::instance().compute()->createComputeContext(0);
+    ASSERT_TRUE(other);
+    const Ptr<iGPUBuffer> foreign = other->createBuffer(64, error);
+    EXPECT_FALSE(
+        program->run("add", {GPUKernelArg::of(foreign), GPUKernelArg::of(1), GPUKernelArg::of(1)}, GPUWorkSize::of(1), error));
+    EXPECT_EQ(error, "kernel 'add' argument 0: not a buffer of this compute context");
+    EXPECT_FALSE(program->run("add", {GPUKernelArg::of(Ptr<iGPUComputeImage>()), GPUKernelArg::of(1), GPUKernelArg::of(1)},
+                              GPUWorkSize::of(1), error));
+    EXPECT_EQ(error, "kernel 'add' argument 0: not an image of this compute context");
     EXPECT_FALSE(program->run("add", {GPUKernelArg::of(b), GPUKernelArg::of(1), GPUKernelArg::of(1)}, GPUWorkSize::of(0), error));
     EXPECT_THAT(error, HasSubstr("an empty work size"));
     EXPECT_FALSE(m_context->createBuffer(0, error));

@@ -5,46 +5,43 @@
 #include "platform/cl/CLMemory.h"
 #include "platform/cl/CLProgram.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace {
 
-std::string platformString(cl_platform_id platform, cl_platform_info what) {
+// An OpenCL info text: `get(size, value, sizeReturned)` is asked for the size
+// first, then for the bytes; empty when either fails.
+template <typename Get>
+std::string infoText(Get get) {
     size_t size = 0;
-    if (clGetPlatformInfo(platform, what, 0, nullptr, &size) != CL_SUCCESS || size == 0) return {};
+    if (get(0, nullptr, &size) != CL_SUCCESS || size == 0) return {};
     std::string text(size, '\0');
-    if (clGetPlatformInfo(platform, what, size, text.data(), nullptr) != CL_SUCCESS) return {};
-    text.resize(text.find('\0') == std::string::npos ? size : text.find('\0'));
+    if (get(size, text.data(), nullptr) != CL_SUCCESS) return {};
+    text.resize(std::min(text.find('\0'), size));
     return text;
+}
+
+std::string platformString(cl_platform_id platform, cl_platform_info what) {
+    return infoText([&](size_t n, void* v, size_t* r) { return clGetPlatformInfo(platform, what, n, v, r); });
 }
 
 std::string deviceString(cl_device_id device, cl_device_info what) {
-    size_t size = 0;
-    if (clGetDeviceInfo(device, what, 0, nullptr, &size) != CL_SUCCESS || size == 0) return {};
-    std::string text(size, '\0');
-    if (clGetDeviceInfo(device, what, size, text.data(), nullptr) != CL_SUCCESS) return {};
-    text.resize(text.find('\0') == std::string::npos ? size : text.find('\0'));
-    return text;
+    return infoText([&](size_t n, void* v, size_t* r) { return clGetDeviceInfo(device, what, n, v, r); });
 }
 
 std::string programBuildLog(cl_program program, cl_device_id device) {
-    size_t size = 0;
-    if (clGetProgramBuildInfo(program, device, CL_PROGRAM_BUILD_LOG, 0, nullptr, &size) != CL_SUCCESS || size == 0) return {};
-    std::string text(size, '\0');
-    if (clGetProgramBuildInfo(program, device, CL_PROGRAM_BUILD_LOG, size, text.data(), nullptr) != CL_SUCCESS) return {};
-    text.resize(text.find('\0') == std::string::npos ? size : text.find('\0'));
+    std::string text = infoText(
+        [&](size_t n, void* v, size_t* r) { return clGetProgramBuildInfo(program, device, CL_PROGRAM_BUILD_LOG, n, v, r); });
     // Compilers end the log with blank lines; keep the text only.
     while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
     return text;
 }
 
 std::vector<LightweightString<char>> kernelNames(cl_program program) {
-    size_t size = 0;
+    const std::string text =
+        infoText([&](size_t n, void* v, size_t* r) { return clGetProgramInfo(program, CL_PROGRAM_KERNEL_NAMES, n, v, r); });
     std::vector<LightweightString<char>> names;
-    if (clGetProgramInfo(program, CL_PROGRAM_KERNEL_NAMES, 0, nullptr, &size) != CL_SUCCESS || size == 0) return names;
-    std::string text(size, '\0');
-    if (clGetProgramInfo(program, CL_PROGRAM_KERNEL_NAMES, size, text.data(), nullptr) != CL_SUCCESS) return names;
-    text.resize(text.find('\0') == std::string::npos ? size : text.find('\0'));
     // "a;b;c"
     for (size_t start = 0; start < text.size();) {
         const size_t end = std::min(text.find(';', start), text.size());

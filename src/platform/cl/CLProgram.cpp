@@ -26,39 +26,24 @@ cl_kernel CLProgram::kernel(const std::string& name, std::string& error) {
 }
 
 bool CLProgram::setArgument(cl_kernel k, cl_uint index, const GPUKernelArg& arg, const std::string& name, std::string& error) {
-    cl_int status = CL_SUCCESS;
     const std::string what = "kernel '" + name + "' argument " + std::to_string(index);
+    cl_int status = CL_SUCCESS;
     switch (arg.kind) {
-    case GPUKernelArg::eBuffer: {
-        const auto* buffer = dynamic_cast<const CLBuffer*>(arg.buffer.get());
-        if (!buffer || buffer->context() != m_context.get()) {
-            error = what + ": not a buffer of this compute context";
-            return false;
-        }
-        const cl_mem mem = buffer->handle();
-        status = clSetKernelArg(k, index, sizeof mem, &mem);
-        break;
-    }
+    case GPUKernelArg::eBuffer:
     case GPUKernelArg::eImage: {
-        const auto* image = dynamic_cast<const CLImage*>(arg.image.get());
-        if (!image || image->context() != m_context.get()) {
-            error = what + ": not an image of this compute context";
+        const bool buffer = arg.kind == GPUKernelArg::eBuffer;
+        const auto* memory =
+            buffer ? dynamic_cast<const CLMemory*>(arg.buffer.get()) : dynamic_cast<const CLMemory*>(arg.image.get());
+        if (!memory || memory->context() != m_context.get()) {
+            error = what + (buffer ? ": not a buffer" : ": not an image") + " of this compute context";
             return false;
         }
-        const cl_mem mem = image->handle();
+        const cl_mem mem = memory->handle();
         status = clSetKernelArg(k, index, sizeof mem, &mem);
         break;
     }
-    case GPUKernelArg::eInt: {
-        const cl_int value = arg.intValue;
-        status = clSetKernelArg(k, index, sizeof value, &value);
-        break;
-    }
-    case GPUKernelArg::eFloat: {
-        const cl_float value = arg.floatValue;
-        status = clSetKernelArg(k, index, sizeof value, &value);
-        break;
-    }
+    case GPUKernelArg::eInt: status = clSetKernelArg(k, index, sizeof(cl_int), &arg.intValue); break;
+    case GPUKernelArg::eFloat: status = clSetKernelArg(k, index, sizeof(cl_float), &arg.floatValue); break;
     case GPUKernelArg::eLocalBytes: status = clSetKernelArg(k, index, arg.localBytes, nullptr); break;
     }
     if (status != CL_SUCCESS) {
