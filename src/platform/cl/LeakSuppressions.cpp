@@ -6,6 +6,6 @@
 //
 // This file is not part of the platform library: the sanitizer reads the hook
 // from the executable only (its own weak default comes before any shared
-// library's), so the executables that start OpenCL compile it in through the
-// qffx_opencl_leak_suppressions interface target. Other builds never call it.
+// library's), so the test programs that start OpenCL compile it in through
+// the qffx_opencl_leak_suppressions interface target. Other builds never call it.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libpocl.so\nleak:libLLVM\n"; }
