@@ -7,6 +7,7 @@ packages=(
   libegl-dev libgl-dev libopengl-dev libegl-mesa0 libgl1-mesa-dri
   libpng-dev
   libfreetype-dev libfontconfig-dev fonts-dejavu-core
+  ocl-icd-opencl-dev opencl-headers pocl-opencl-icd
   clang libclang-rt-14-dev clang-format
   locales
   python3 python3-jsonschema

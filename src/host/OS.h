@@ -7,6 +7,7 @@
 
 #include "Directories.h"
 #include "Font.h"
+#include "GPUCompute.h"
 #include "GPUImage.h"
 #include "GPUTimer.h"
 #include "ImageLimits.h"
@@ -96,6 +97,8 @@ public:
     virtual iUIService* ui() { return nullptr; }
     virtual iEnvironmentService* environment() { return nullptr; }
     virtual iSystemInfoService* systemInfo() { return nullptr; }
+    // The GPU compute service (kernels); null where the host has none.
+    virtual iGPUComputeService* compute() { return nullptr; }
 };
 
 // The installed services object; a stand-in without services until one is installed.

@@ -111,6 +111,7 @@ void Manager::fini() {
     released.clear();
     if (iGPUService* gpu = OS()->gpu()) gpu->releaseGPUResources();
     CriticalSectionLock hold(m_shaderUsageLock);
+    m_computeContextReady.store(false, std::memory_order_release);
     m_computeContext = nullptr;
 }
 

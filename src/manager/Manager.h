@@ -26,6 +26,12 @@
 //  - each effect's own lock around its compile.
 // Look-ups copy the Ptr out under the lock and compile outside it, so a long
 // compile never holds up another thread's look-up.
+//
+// GPU compute (ManagerCompute.cpp): the process's one compute context, made
+// by the compute service on first request, and a table of programs keyed by
+// kernel file name (case-sensitive; a failed build is kept as a null entry).
+// Building reads the file from the shaders directory and holds
+// shaderUsageLock for the whole build, as every program-table access does.
 #pragma once
 
 #include "effects/ShaderEffectInfo.h"
@@ -88,6 +94,17 @@ public:
     static LightweightString<char> reorderKey(const LightweightString<char>& from, const LightweightString<char>& to,
                                               const LightweightString<char>& flip);
 
+    // The compute context, made on first use (double-checked under
+    // shaderUsageLock); null while the host has no compute service or device.
+    Ptr<iGPUComputeContext> getGPUComputeContext();
+    // The program built from the kernel file `fileName` in the shaders
+    // directory: built on first request, or anew when `rebuild` is true; a
+    // null result (no context, no build) is kept like a program.
+    Ptr<iGPUProgram> getGPUProgram(const LightweightString<wchar_t>& fileName, bool rebuild);
+    // Kernel files are read with a 16-bit line counter: a file must stay
+    // below 65,536 lines, and a longer one is refused with a log line.
+    static constexpr size_t kMaxKernelFileLines = 65535;
+
     // The effects found on disk, in discovery order (a copy: for listings and tests).
     std::vector<Ptr<ShaderEffectInfo>> getEffects() const;
     // The name an effect is filed under: its file name without directory and extension.
@@ -114,12 +131,18 @@ private:
     Ptr<iShaderEffect> compile(const ShaderEffectInfo& effect) const;
     static Ptr<iShaderEffect> compileOnDemand(const ShaderEffectInfo& effect);
     Ptr<ShaderEffectInfo> effectAt(size_t index, size_t& count) const;
+    // Builds `fileName` into m_gpuPrograms, with "HardwareAdvancedScopesEnabled"
+    // false during the build and true after it (also without a context).
+    void buildCLKernels(const LightweightString<wchar_t>& fileName);
 
     std::vector<Ptr<ShaderEffectInfo>> m_effects;
     std::map<LightweightString<char>, Ptr<ShaderEffectInfo>, EffectNameLess> m_effectsByName;
     mutable CriticalSection m_compileLock;
     mutable CriticalSection m_shaderUsageLock;
-    Ptr<iGPUComputeContext> m_computeContext;
+    Ptr<iGPUComputeContext> m_computeContext; // written under shaderUsageLock
+    // Set (release) once m_computeContext holds a context: the unlocked first
+    // test of the double check reads this, never the Ptr being written.
+    std::atomic<bool> m_computeContextReady{false};
     std::map<LightweightString<wchar_t>, Ptr<iGPUProgram>> m_gpuPrograms;
     mutable std::atomic<int32_t> m_foregroundCompiles{0};
     std::atomic<bool> m_active{true};

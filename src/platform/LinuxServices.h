@@ -4,7 +4,8 @@
 // Files, sleeping, messages and the environment are the POSIX services of
 // posix/. The GPU service (OpenGL 4.5 core through EGL) is created on the first call
 // of gpu(); when EGL or OpenGL cannot start, gpu() logs one line saying why
-// and returns null from then on.
+// and returns null from then on. The compute service is OpenCL (cl/); it makes
+// no OpenCL call before a context is asked for.
 //
 // Lifetime: one instance per process, destroyed at exit; it uninstalls
 // itself first if it is the installed services object. Threads: gpu() may be
@@ -12,6 +13,7 @@
 #pragma once
 
 #include "host/OS.h"
+#include "platform/cl/CLComputeService.h"
 #include "platform/posix/PosixServices.h"
 #include "platform/posix/PosixSystemInfo.h"
 
@@ -32,6 +34,7 @@ public:
     iUIService* ui() override { return &m_ui; }
     iEnvironmentService* environment() override { return &m_environment; }
     iSystemInfoService* systemInfo() override { return &m_systemInfo; }
+    iGPUComputeService* compute() override { return &m_compute; }
     // The display and renderer of the GPU service; empty without one.
     std::string gpuDescription();
 
@@ -47,4 +50,5 @@ private:
     LogUIService m_ui;
     PosixEnvironmentService m_environment;
     PosixSystemInfoService m_systemInfo;
+    CLComputeService m_compute;
 };

@@ -35,9 +35,13 @@ public:
     iThreadService* threads() override { return m_host->threads(); }
     iUIService* ui() override { return m_host->ui(); }
     iEnvironmentService* environment() override { return m_host->environment(); }
+    // None until a test chooses one (a double, or the Linux host's OpenCL service).
+    iGPUComputeService* compute() override { return m_compute; }
+    void setCompute(iGPUComputeService* compute) { m_compute = compute; }
 
 private:
     iGPUService* m_gpu;
+    iGPUComputeService* m_compute = nullptr;
     iOS* m_host;
     iOS* m_previous;
 };

@@ -20,4 +20,5 @@ int runPreview(const CommandArgs& args);
 int runText(const CommandArgs& args);
 int runDiagnostics(const CommandArgs& args);
 int runConvert(const CommandArgs& args);
+int runScopes(const CommandArgs& args);
 #endif

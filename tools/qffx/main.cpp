@@ -32,6 +32,8 @@ const char* const kUsage = "usage: qffx <command> [options]\n"
                            "  diagnostics\n"
                            "             run the GPU tests of the system report (--json: one object)\n"
                            "  convert    convert frames between RGB and Y'CbCr files (PNG, y4m, raw)\n"
+                           "  scopes     compute the video scopes of a PNG frame on the compute device\n"
+                           "             (histograms, waveform, vectorscope) as pictures and numbers\n"
 #endif
                            "\n"
                            "Run 'qffx <command> --help' for the options of a command.\n"
@@ -50,6 +52,7 @@ constexpr Command kCommands[] = {
 #ifdef QFFX_HAVE_PLATFORM
     {"compile", runCompile},   {"run", runRun},   {"effects", runEffects},         {"watch", runWatch},
     {"preview", runPreview},   {"text", runText}, {"diagnostics", runDiagnostics}, {"convert", runConvert},
+    {"scopes", runScopes},
 #endif
 };
 

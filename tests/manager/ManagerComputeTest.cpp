@@ -1,0 +1,462 @@
+// The manager's compute context and program table: against a counting double
+// of the compute service for the exact rules (built once, rebuilt, case,
+// cached failures, the preference bracket, the 16-bit line counter, one
+// context under a race), and on the Linux host's OpenCL service (PoCL without
+// a GPU) for real builds, build logs, buffers and kernel launches. The OpenCL
+// tests skip when no OpenCL platform is installed.
+#include "ManagerTestSupport.h"
+
+#include "host/EditorPreferences.h"
+#include "host/Paths.h"
+#include "host/Strings.h"
+#include "platform/LinuxServices.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+using namespace QfManagerTest;
+using Qf::FxResources::Manager;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+using Lines = std::vector<LightweightString<char>>;
+
+namespace {
+
+const char* const kScopesPreference = "HardwareAdvancedScopesEnabled";
+
+class FakeProgram final : public iGPUProgram {
+public:
+    LightweightString<char> getBuildLog() const override { return {}; }
+    std::vector<LightweightString<char>> getKernelNames() const override { return {"k"}; }
+    bool run(const LightweightString<char>&, const std::vector<GPUKernelArg>&, const GPUWorkSize&, std::string&) override {
+        return true;
+    }
+};
+
+// Builds succeed unless the source is empty or a line says "fail". Records
+// what each build saw.
+class FakeContext final : public iGPUComputeContext {
+public:
+    std::atomic<int> builds{0};
+    std::mutex mutex;
+    Lines lastLines;                     // guarded by mutex
+    std::vector<bool> preferenceAtBuild; // guarded by mutex
+
+    Ptr<iGPUProgram> createProgram(const Lines& lines) override {
+        ++builds;
+        std::lock_guard<std::mutex> hold(mutex);
+        lastLines = lines;
+        preferenceAtBuild.push_back(prefs().getPreference(kScopesPreference, true));
+        for (const auto& line : lines)
+            if (line == "fail") return {};
+        if (lines.empty()) return {};
+        return makePtr<FakeProgram>();
+    }
+    LightweightString<char> getLastBuildLog() const override { return {}; }
+    LightweightString<char> getDeviceDescription() const override { return "fake"; }
+    bool sharesGPUImages() const override { return false; }
+    Ptr<iGPUBuffer> createBuffer(size_t, std::string&) override { return {}; }
+    Ptr<iGPUComputeImage> createImage(XY<int>, iGPUImage::eFormat, const void*, size_t, std::string&) override { return {}; }
+    Ptr<iGPUComputeImage> importImage(const iGPUImage&, std::string&) override { return {}; }
+    void finish() override {}
+};
+
+class FakeComputeService final : public iGPUComputeService {
+public:
+    Ptr<FakeContext> context = makePtr<FakeContext>();
+    bool hasDevice = true;
+    std::chrono::milliseconds delay{0}; // widens the window of a creation race
+    std::atomic<int> creations{0};
+    std::atomic<int> flagsSeen{-1};
+
+    Ptr<iGPUComputeContext> createComputeContext(int flags) override {
+        ++creations;
+        flagsSeen = flags;
+        std::this_thread::sleep_for(delay);
+        return hasDevice ? Ptr<iGPUComputeContext>(context) : Ptr<iGPUComputeContext>();
+    }
+};
+
+// Preferences go to a directory of the test's own, never the user's.
+class ScopedPreferences {
+public:
+    explicit ScopedPreferences(const std::filesystem::path& dir) {
+        const char* previous = std::getenv("XDG_CONFIG_HOME");
+        m_had = previous != nullptr;
+        if (previous) m_previous = previous;
+        setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
+        prefs().reload();
+    }
+    ~ScopedPreferences() {
+        if (m_had)
+            setenv("XDG_CONFIG_HOME", m_previous.c_str(), 1);
+        else
+            unsetenv("XDG_CONFIG_HOME");
+        prefs().reload();
+    }
+
+private:
+    bool m_had = false;
+    std::string m_previous;
+};
+
+class ManagerComputeTest : public ManagerTest {
+protected:
+    void SetUp() override {
+        ManagerTest::SetUp();
+        m_prefs = std::make_unique<ScopedPreferences>(m_root / "config");
+        m_os->setCompute(&m_compute);
+    }
+    void TearDown() override {
+        ManagerTest::TearDown(); // the manager goes first: it holds the fake context
+        m_prefs.reset();
+    }
+    // Writes a kernel file of `lines` lines into the shaders directory.
+    void writeKernel(const std::string& name, const std::string& text) { writeShader(name, text); }
+
+    FakeComputeService m_compute;
+    std::unique_ptr<ScopedPreferences> m_prefs;
+};
+
+TEST_F(ManagerComputeTest, TheContextIsCreatedOnceWithFlagZeroAndKept) {
+    Manager& m = start();
+    const Ptr<iGPUComputeContext> first = m.getGPUComputeContext();
+    EXPECT_EQ(first.get(), m_compute.context.get());
+    EXPECT_EQ(m.getGPUComputeContext(), first);
+    EXPECT_EQ(m_compute.creations.load(), 1);
+    EXPECT_EQ(m_compute.flagsSeen.load(), 0);
+}
+
+TEST_F(ManagerComputeTest, AServiceWithoutADeviceIsAskedAgainNextTime) {
+    m_compute.hasDevice = false;
+    Manager& m = start();
+    EXPECT_FALSE(m.getGPUComputeContext());
+    EXPECT_FALSE(m.getGPUComputeContext());
+    EXPECT_EQ(m_compute.creations.load(), 2);
+    m_compute.hasDevice = true; // a device that appears later is taken
+    EXPECT_TRUE(m.getGPUComputeContext());
+}
+
+TEST_F(ManagerComputeTest, ShutDownReleasesTheContextAndANewManagerMakesAnother) {
+    start().getGPUComputeContext();
+    EXPECT_EQ(m_compute.context->refCount(), 2); // the service's and the manager's
+    shutdownNow();
+    EXPECT_EQ(m_compute.context->refCount(), 1);
+    start().getGPUComputeContext();
+    EXPECT_EQ(m_compute.creations.load(), 2);
+}
+
+TEST_F(ManagerComputeTest, ConcurrentFirstRequestsCreateOneContextAndBuildOneProgram) {
+    writeKernel("K.cl", "kernel");
+    m_compute.delay = std::chrono::milliseconds(30);
+    Manager& m = start();
+    constexpr int kCallers = 8;
+    std::vector<Ptr<iGPUComputeContext>> contexts(kCallers);
+    std::vector<Ptr<iGPUProgram>> programs(kCallers);
+    std::vector<std::thread> callers;
+    for (int i = 0; i < kCallers; ++i)
+        callers.emplace_back([&, i] {
+            contexts[size_t(i)] = m.getGPUComputeContext();
+            programs[size_t(i)] = m.getGPUProgram(L"K.cl", false);
+        });
+    for (std::thread& t : callers) t.join();
+    EXPECT_EQ(m_compute.creations.load(), 1);
+    EXPECT_EQ(m_compute.context->builds.load(), 1);
+    for (int i = 0; i < kCallers; ++i) {
+        EXPECT_EQ(contexts[size_t(i)].get(), m_compute.context.get()) << i;
+        EXPECT_TRUE(programs[size_t(i)]) << i;
+        EXPECT_EQ(programs[size_t(i)], programs[0]) << i;
+    }
+}
+
+TEST_F(ManagerComputeTest, TheSameNameIsBuiltOnce) {
+    writeKernel("Scopes.cl", "kernel void a() {}\n// second line");
+    Manager& m = start();
+    const Ptr<iGPUProgram> first = m.getGPUProgram(L"Scopes.cl", false);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(m.getGPUProgram(L"Scopes.cl", false), first);
+    EXPECT_EQ(m_compute.context->builds.load(), 1);
+    EXPECT_THAT(m_compute.context->lastLines, ElementsAre("kernel void a() {}", "// second line"));
+}
+
+TEST_F(ManagerComputeTest, RebuildBuildsAnewEveryTimeAndReplacesTheEntry) {
+    writeKernel("K.cl", "one");
+    Manager& m = start();
+    const Ptr<iGPUProgram> first = m.getGPUProgram(L"K.cl", false);
+    writeKernel("K.cl", "two");
+    const Ptr<iGPUProgram> second = m.getGPUProgram(L"K.cl", true);
+    const Ptr<iGPUProgram> third = m.getGPUProgram(L"K.cl", true);
+    EXPECT_EQ(m_compute.context->builds.load(), 3);
+    EXPECT_THAT(m_compute.context->lastLines, ElementsAre("two"));
+    EXPECT_NE(second, first);
+    EXPECT_NE(third, second);
+    EXPECT_EQ(m.getGPUProgram(L"K.cl", false), third);
+    EXPECT_EQ(m_compute.context->builds.load(), 3);
+}
+
+TEST_F(ManagerComputeTest, NamesDifferingOnlyInCaseAreSeparatePrograms) {
+    writeKernel("Scopes.cl", "upper");
+    writeKernel("scopes.cl", "lower");
+    Manager& m = start();
+    const Ptr<iGPUProgram> upper = m.getGPUProgram(L"Scopes.cl", false);
+    EXPECT_THAT(m_compute.context->lastLines, ElementsAre("upper"));
+    const Ptr<iGPUProgram> lower = m.getGPUProgram(L"scopes.cl", false);
+    EXPECT_THAT(m_compute.context->lastLines, ElementsAre("lower"));
+    EXPECT_NE(upper, lower);
+    EXPECT_EQ(m.getGPUProgram(L"Scopes.cl", false), upper);
+    EXPECT_EQ(m_compute.context->builds.load(), 2);
+}
+
+TEST_F(ManagerComputeTest, AFailedBuildIsCachedUntilARebuild) {
+    writeKernel("Bad.cl", "fail");
+    Manager& m = start();
+    EXPECT_FALSE(m.getGPUProgram(L"Bad.cl", false));
+    EXPECT_FALSE(m.getGPUProgram(L"Bad.cl", false));
+    EXPECT_EQ(m_compute.context->builds.load(), 1);
+    writeKernel("Bad.cl", "fixed");
+    EXPECT_TRUE(m.getGPUProgram(L"Bad.cl", true));
+    EXPECT_EQ(m_compute.context->builds.load(), 2);
+}
+
+TEST_F(ManagerComputeTest, ThePreferenceIsFalseWhileBuildingAndTrueAfter) {
+    writeKernel("K.cl", "kernel");
+    prefs().setPreference(kScopesPreference, true);
+    Manager& m = start();
+    m.getGPUProgram(L"K.cl", false);
+    m.getGPUProgram(L"K.cl", true);
+    EXPECT_THAT(m_compute.context->preferenceAtBuild, ElementsAre(false, false));
+    EXPECT_TRUE(prefs().getPreference(kScopesPreference, false));
+    prefs().reload(); // and it was written to the preferences file
+    EXPECT_TRUE(prefs().getPreference(kScopesPreference, false));
+}
+
+TEST_F(ManagerComputeTest, WithoutAComputeServiceTheProgramIsNullAndThePreferenceStillEndsTrue) {
+    m_os->setCompute(nullptr);
+    writeKernel("K.cl", "kernel");
+    prefs().setPreference(kScopesPreference, false);
+    Manager& m = start();
+    EXPECT_FALSE(m.getGPUComputeContext());
+    EXPECT_FALSE(m.getGPUProgram(L"K.cl", false));
+    EXPECT_TRUE(prefs().getPreference(kScopesPreference, false));
+    // The null result is an entry like any other: asked again, nothing is built.
+    m_os->setCompute(&m_compute);
+    EXPECT_FALSE(m.getGPUProgram(L"K.cl", false));
+    EXPECT_EQ(m_compute.context->builds.load(), 0);
+    EXPECT_TRUE(m.getGPUProgram(L"K.cl", true));
+}
+
+TEST_F(ManagerComputeTest, TheFileNameIsAppendedToTheShadersDirectoryAsItIs) {
+    std::filesystem::create_directories(m_shaders / "kernels");
+    writeKernel("kernels/Sub.cl", "in a sub-directory");
+    Manager& m = start();
+    EXPECT_TRUE(m.getGPUProgram(L"kernels/Sub.cl", false));
+    EXPECT_THAT(m_compute.context->lastLines, ElementsAre("in a sub-directory"));
+}
+
+TEST_F(ManagerComputeTest, AMissingFileGivesTheServiceNoLinesAndIsLogged) {
+    Manager& m = start();
+    EXPECT_FALSE(m.getGPUProgram(L"Missing.cl", false));
+    EXPECT_EQ(m_compute.context->builds.load(), 1);
+    EXPECT_TRUE(m_compute.context->lastLines.empty());
+    EXPECT_THAT(logLines(), Contains(AllOf(StartsWith("Manager : "), HasSubstr("Missing.cl"))));
+}
+
+TEST_F(ManagerComputeTest, AFileOf65535LinesIsReadWhole) {
+    std::string text;
+    for (int i = 0; i < 65535; ++i) text += "// " + std::to_string(i) + "\n";
+    writeKernel("Long.cl", text);
+    Manager& m = start();
+    EXPECT_TRUE(m.getGPUProgram(L"Long.cl", false));
+    ASSERT_EQ(m_compute.context->lastLines.size(), 65535u);
+    EXPECT_EQ(m_compute.context->lastLines.back(), "// 65534");
+}
+
+TEST_F(ManagerComputeTest, AFileOf65536LinesIsRefusedInsteadOfLoopingForever) {
+    std::string text;
+    for (int i = 0; i < 65536; ++i) text += "x\n";
+    writeKernel("TooLong.cl", text);
+    prefs().setPreference(kScopesPreference, false);
+    Manager& m = start();
+    clearLog();
+    EXPECT_FALSE(m.getGPUProgram(L"TooLong.cl", false));
+    EXPECT_EQ(m_compute.context->builds.load(), 0);
+    EXPECT_TRUE(prefs().getPreference(kScopesPreference, false));
+    EXPECT_THAT(logLines(), ElementsAre("Manager : kernel file " + (m_shaders / "TooLong.cl").string() +
+                                        " has 65536 lines; kernel files must stay below 65,536 lines\n"));
+}
+
+// --- on the real OpenCL service ---
+
+class ManagerOpenCLTest : public ManagerTest {
+protected:
+    void SetUp() override {
+        ManagerTest::SetUp();
+        m_prefs = std::make_unique<ScopedPreferences>(m_root / "config");
+        m_os->setCompute(LinuxServices::instance().compute());
+        m_context = start().getGPUComputeContext();
+        if (!m_context) GTEST_SKIP() << "no OpenCL platform or device here (install pocl-opencl-icd)";
+    }
+    void TearDown() override {
+        m_context = nullptr;
+        ManagerTest::TearDown();
+        m_prefs.reset();
+    }
+    Ptr<iGPUBuffer> buffer(size_t bytes) {
+        std::string error;
+        Ptr<iGPUBuffer> b = m_context->createBuffer(bytes, error);
+        EXPECT_TRUE(b) << error;
+        return b;
+    }
+
+    std::unique_ptr<ScopedPreferences> m_prefs;
+    Ptr<iGPUComputeContext> m_context;
+};
+
+const char* const kAddKernel = "kernel void add(global int* values, int amount, int count) {\n"
+                               "    const int i = get_global_id(0);\n"
+                               "    if (i < count) values[i] += amount;\n"
+                               "}\n";
+
+TEST_F(ManagerOpenCLTest, AKernelFileBuildsAndItsKernelRunsOnABuffer) {
+    writeShader("Add.cl", kAddKernel);
+    const Ptr<iGPUProgram> program = Manager::instance().getGPUProgram(L"Add.cl", false);
+    ASSERT_TRUE(program);
+    EXPECT_THAT(program->getKernelNames(), ElementsAre("add"));
+    EXPECT_FALSE(m_context->getDeviceDescription().empty());
+
+    std::vector<int32_t> values(1000);
+    for (size_t i = 0; i < values.size(); ++i) values[i] = int32_t(i);
+    const Ptr<iGPUBuffer> b = buffer(values.size() * sizeof(int32_t));
+    ASSERT_TRUE(b->write(values.data(), values.size() * sizeof(int32_t)));
+    std::string error;
+    // A local size that does not divide the count: the global size is rounded up.
+    GPUWorkSize size = GPUWorkSize::of(values.size());
+    size.local[0] = 64;
+    ASSERT_TRUE(
+        program->run("add", {GPUKernelArg::of(b), GPUKernelArg::of(7), GPUKernelArg::of(int32_t(values.size()))}, size, error))
+        << error;
+    std::vector<int32_t> out(values.size());
+    ASSERT_TRUE(b->read(out.data(), out.size() * sizeof(int32_t)));
+    for (size_t i = 0; i < out.size(); ++i) ASSERT_EQ(out[i], int32_t(i) + 7) << i;
+
+    // Ranges are checked; clear zeroes the whole buffer.
+    EXPECT_FALSE(b->read(out.data(), 8, b->getSize() - 4));
+    EXPECT_FALSE(b->write(values.data(), b->getSize() + 1));
+    ASSERT_TRUE(b->clear());
+    int32_t tail[2] = {1, 1};
+    ASSERT_TRUE(b->read(tail, sizeof tail, b->getSize() - sizeof tail));
+    EXPECT_EQ(tail[0] | tail[1], 0);
+}
+
+// Kernels read images made from host texels and from the GPU service's
+// images; this host copies the latter through host memory.
+TEST_F(ManagerOpenCLTest, KernelsReadImagesFromHostTexelsAndFromTheGPUService) {
+    writeShader("Sum.cl", "constant sampler_t s = CLK_NORMALIZED_COORDS_FALSE | CLK_ADDRESS_NONE | CLK_FILTER_NEAREST;\n"
+                          "kernel void sum(read_only image2d_t image, global float* out) {\n"
+                          "    const int x = get_global_id(0), y = get_global_id(1);\n"
+                          "    const float4 v = read_imagef(image, s, (int2)(x, y));\n"
+                          "    out[y * get_global_size(0) + x] = v.x + v.y + v.z + v.w;\n"
+                          "}\n");
+    const Ptr<iGPUProgram> program = Manager::instance().getGPUProgram(L"Sum.cl", false);
+    ASSERT_TRUE(program);
+    // 3x2 RGBA8 texels, rows padded to 16 bytes.
+    std::vector<uint8_t> texels(2 * 16, 0);
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 3; ++x)
+            for (int c = 0; c < 4; ++c) texels[size_t(y * 16 + x * 4 + c)] = uint8_t(10 * (y * 3 + x) + c);
+    const auto expected = [](int x, int y) { return float(40 * (y * 3 + x) + 6) / 255.0f; };
+    const auto check = [&](const Ptr<iGPUComputeImage>& image) {
+        ASSERT_TRUE(image);
+        EXPECT_EQ(image->getSize(), (XY<int>{3, 2}));
+        EXPECT_EQ(image->isShared(), m_context->sharesGPUImages());
+        const Ptr<iGPUBuffer> out = buffer(6 * sizeof(float));
+        std::string error;
+        ASSERT_TRUE(program->run("sum", {GPUKernelArg::of(image), GPUKernelArg::of(out)}, GPUWorkSize::of(3, 2), error)) << error;
+        float sums[6];
+        ASSERT_TRUE(out->read(sums, sizeof sums));
+        for (int i = 0; i < 6; ++i) EXPECT_NEAR(sums[i], expected(i % 3, i / 3), 1e-6f) << i;
+    };
+    std::string error;
+    check(m_context->createImage({3, 2}, iGPUImage::eRGBA8, texels.data(), 16, error));
+    EXPECT_FALSE(m_context->createImage({3, 2}, iGPUImage::eRGBA8, texels.data(), 8, error));
+    EXPECT_THAT(error, HasSubstr("shorter than a row"));
+
+    iGPUService* gpu = LinuxServices::instance().gpu();
+    if (!gpu) GTEST_SKIP() << "no OpenGL service to import an image from";
+    const Ptr<iGPUImage> texture = gpu->createImage({3, 2}, iGPUImage::eRGBA8);
+    ASSERT_TRUE(texture && texture->upload(texels.data(), 16));
+    check(m_context->importImage(*texture, error));
+    EXPECT_FALSE(m_context->sharesGPUImages()); // neither PoCL nor EGL offers sharing here
+}
+
+TEST_F(ManagerOpenCLTest, LaunchErrorsNameTheKernelAndTheReason) {
+    writeShader("Add.cl", kAddKernel);
+    const Ptr<iGPUProgram> program = Manager::instance().getGPUProgram(L"Add.cl", false);
+    ASSERT_TRUE(program);
+    const Ptr<iGPUBuffer> b = buffer(64);
+    std::string error;
+    EXPECT_FALSE(program->run("nope", {}, GPUWorkSize::of(1), error));
+    EXPECT_THAT(error, AllOf(HasSubstr("kernel 'nope'"), HasSubstr("the program has: add")));
+    EXPECT_FALSE(program->run("add", {GPUKernelArg::of(b)}, GPUWorkSize::of(1), error));
+    EXPECT_EQ(error, "kernel 'add' takes 3 arguments, not 1");
+    EXPECT_FALSE(program->run("add", {GPUKernelArg::of(3), GPUKernelArg::of(1), GPUKernelArg::of(1)}, GPUWorkSize::of(1), error));
+    EXPECT_THAT(error, HasSubstr("kernel 'add' argument 0"));
+    // Memory of another context, or not OpenCL memory at all.
+    const Ptr<iGPUComputeContext> other = LinuxServices::instance().compute()->createComputeContext(0);
+    ASSERT_TRUE(other);
+    const Ptr<iGPUBuffer> foreign = other->createBuffer(64, error);
+    EXPECT_FALSE(
+        program->run("add", {GPUKernelArg::of(foreign), GPUKernelArg::of(1), GPUKernelArg::of(1)}, GPUWorkSize::of(1), error));
+    EXPECT_EQ(error, "kernel 'add' argument 0: not a buffer of this compute context");
+    EXPECT_FALSE(program->run("add", {GPUKernelArg::of(Ptr<iGPUComputeImage>()), GPUKernelArg::of(1), GPUKernelArg::of(1)},
+                              GPUWorkSize::of(1), error));
+    EXPECT_EQ(error, "kernel 'add' argument 0: not an image of this compute context");
+    EXPECT_FALSE(program->run("add", {GPUKernelArg::of(b), GPUKernelArg::of(1), GPUKernelArg::of(1)}, GPUWorkSize::of(0), error));
+    EXPECT_THAT(error, HasSubstr("an empty work size"));
+    EXPECT_FALSE(m_context->createBuffer(0, error));
+}
+
+TEST_F(ManagerOpenCLTest, AKernelWithASyntaxErrorReportsItsBuildLog) {
+    writeShader("Broken.cl", "kernel void broken(global int* a) {\n    a[0] = 1\n    a[1] = undeclared;\n}\n");
+    clearLog();
+    Manager& m = Manager::instance();
+    EXPECT_FALSE(m.getGPUProgram(L"Broken.cl", false));
+    const std::string log = m_context->getLastBuildLog().str();
+    EXPECT_THAT(log, HasSubstr("error"));
+    EXPECT_THAT(log, HasSubstr(":2:")); // the file's own line numbers
+    EXPECT_THAT(log, HasSubstr("undeclared"));
+    const auto lines = logLines();
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_THAT(lines[0], StartsWith("OpenCL : the program does not build on "));
+    EXPECT_THAT(lines[0], HasSubstr("CL_BUILD_PROGRAM_FAILURE (-11)"));
+    for (size_t i = 1; i < lines.size(); ++i) EXPECT_THAT(lines[i], StartsWith("   ")) << i;
+    EXPECT_THAT(lines, Contains(HasSubstr("undeclared")));
+    // Cached: no second build and no second report.
+    clearLog();
+    EXPECT_FALSE(m.getGPUProgram(L"Broken.cl", false));
+    EXPECT_THAT(logLines(), ElementsAre());
+}
+
+TEST_F(ManagerOpenCLTest, TheShippedScopesKernelsBuild) {
+    setShadersDir(fromUTF8(QFFX_SHADERS_SOURCE_DIR));
+    const Ptr<iGPUProgram> program = Manager::instance().getGPUProgram(L"Scopes.cl", false);
+    ASSERT_TRUE(program) << m_context->getLastBuildLog().str();
+    EXPECT_THAT(program->getKernelNames(),
+                ::testing::UnorderedElementsAre("scopes_columns_rgba8", "scopes_columns_rgba16", "scopes_columns_rgba16f",
+                                                "scopes_columns_rgba32f", "scopes_histograms"));
+}
+
+TEST_F(ManagerOpenCLTest, AnEmptyKernelFileDoesNotBuild) {
+    writeShader("Empty.cl", "");
+    clearLog();
+    EXPECT_FALSE(Manager::instance().getGPUProgram(L"Empty.cl", false));
+    EXPECT_THAT(logLines(), ElementsAre("OpenCL : the program has no source text\n"));
+}
+
+} // namespace

@@ -1,0 +1,285 @@
+// qffx scopes: the video scopes of a PNG frame, computed by the compute
+// kernels (Qf::Image::Scopes), drawn as pictures and printed as numbers.
+#include "Commands.h"
+#include "Options.h"
+#include "ToolEffects.h"
+
+#include "host/Directories.h"
+#include "host/Files.h"
+#include "host/HostImage.h"
+#include "host/Strings.h"
+#include "image/Scopes.h"
+#include "manager/Manager.h"
+#include "platform/png/PngFile.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+using Qf::Image::Scopes;
+using Qf::Image::ScopesData;
+
+namespace {
+
+const char* const kHelp = "usage: qffx scopes --in FRAME.png [--out-dir DIR] [--json] [--shaders DIR]\n"
+                          "\n"
+                          "Computes the video scopes of FRAME.png with the compute kernels of Scopes.cl\n"
+                          "(OpenCL: the GPU where there is one, else PoCL on the CPU) and writes them as\n"
+                          "pictures into DIR (default: the current directory), named after the frame:\n"
+                          "  FRAME_histogram.png    the luma, red, green and blue histograms, top to\n"
+                          "                         bottom, each scaled to its own highest count; the\n"
+                          "                         marks stand at levels 16 and 235 (video range)\n"
+                          "  FRAME_waveform.png     one column per frame column, luma level 255 at the\n"
+                          "                         top; brightness grows with the count (logarithmic);\n"
+                          "                         lines every 64 levels, and at 16 and 235\n"
+                          "  FRAME_vectorscope.png  Cb to the right, Cr up, 2 pixels a level; boxes in\n"
+                          "                         their colours mark the 75% colour-bar targets (red,\n"
+                          "                         green, blue, cyan, magenta, yellow)\n"
+                          "It prints the device and each histogram's range and mean; --json prints the\n"
+                          "numbers instead, as an object with \"device\", \"width\", \"height\",\n"
+                          "\"histogram_luma\", \"histogram_r\", \"histogram_g\", \"histogram_b\" (256 counts\n"
+                          "each), \"vectorscope_peak\" and \"pictures\".\n"
+                          "\n"
+                          "Levels are 8-bit codes of BT.709 Y', Cb and Cr computed from the R, G and B\n"
+                          "components (16-bit frames are rounded to 8 bits first).\n"
+                          "Exit status: 0 on success; 1 when the kernels do not build or run; 2 for bad\n"
+                          "arguments or files, and when no OpenCL platform is present.\n";
+
+constexpr int kLevels = ScopesData::kLevels;
+
+int fail(const std::string& message) { return failWith("scopes", message); }
+
+// A tight RGBA8 picture to draw the scopes into.
+struct Canvas {
+    Ptr<HostImage> image;
+    static constexpr uint8_t kBackground[3] = {16, 16, 16};
+
+    explicit Canvas(XY<int> size) : image(HostImage::create(size, iGPUImage::eRGBA8)) {
+        if (!image) return;
+        for (int y = 0; y < size.y; ++y)
+            for (int x = 0; x < size.x; ++x) set(x, y, kBackground[0], kBackground[1], kBackground[2]);
+    }
+    void set(int x, int y, int r, int g, int b) {
+        if (x < 0 || y < 0 || x >= image->getWidth() || y >= image->getHeight()) return;
+        uint8_t* texel = image->row(y) + size_t(x) * 4;
+        texel[0] = uint8_t(std::clamp(r, 0, 255));
+        texel[1] = uint8_t(std::clamp(g, 0, 255));
+        texel[2] = uint8_t(std::clamp(b, 0, 255));
+        texel[3] = 255;
+    }
+    void hline(int x0, int x1, int y, int r, int g, int b) {
+        for (int x = x0; x <= x1; ++x) set(x, y, r, g, b);
+    }
+    void vline(int x, int y0, int y1, int r, int g, int b) {
+        for (int y = y0; y <= y1; ++y) set(x, y, r, g, b);
+    }
+    void box(int x0, int y0, int x1, int y1, int r, int g, int b) {
+        hline(x0, x1, y0, r, g, b);
+        hline(x0, x1, y1, r, g, b);
+        vline(x0, y0, y1, r, g, b);
+        vline(x1, y0, y1, r, g, b);
+    }
+};
+
+// Brightness 0..1 for a count on a logarithmic scale up to `peak`.
+double brightness(uint32_t count, uint32_t peak) {
+    return count == 0 || peak == 0 ? 0.0 : std::log1p(double(count)) / std::log1p(double(peak));
+}
+
+Ptr<HostImage> drawHistograms(const ScopesData& s) {
+    constexpr int kPanel = 100, kGap = 2, kScale = 2;
+    Canvas c({kLevels * kScale, 4 * kPanel + 3 * kGap});
+    if (!c.image) return {};
+    const ScopesData::Histogram* histograms[] = {&s.luma, &s.red, &s.green, &s.blue};
+    const int colours[4][3] = {{225, 225, 225}, {235, 70, 70}, {70, 215, 70}, {90, 130, 255}};
+    for (int h = 0; h < 4; ++h) {
+        const int top = h * (kPanel + kGap), bottom = top + kPanel - 1;
+        for (int level : {16, 64, 128, 192, 235}) c.vline(level * kScale, top, bottom, 55, 55, 55);
+        const uint32_t peak = *std::max_element(histograms[h]->begin(), histograms[h]->end());
+        for (int level = 0; level < kLevels; ++level) {
+            const uint32_t count = (*histograms[h])[size_t(level)];
+            const int bar = peak ? int(std::lround(double(count) / peak * kPanel)) : 0;
+            for (int dx = 0; dx < kScale; ++dx)
+                if (bar > 0) c.vline(level * kScale + dx, bottom - bar + 1, bottom, colours[h][0], colours[h][1], colours[h][2]);
+        }
+        if (h < 3) c.hline(0, kLevels * kScale - 1, bottom + 1, 90, 90, 90);
+    }
+    return c.image;
+}
+
+Ptr<HostImage> drawWaveform(const ScopesData& s) {
+    Canvas c({s.width, kLevels});
+    if (!c.image) return {};
+    const uint32_t peak = *std::max_element(s.waveform.begin(), s.waveform.end());
+    for (int level = 0; level < kLevels; level += 64) c.hline(0, s.width - 1, kLevels - 1 - level, 50, 50, 50);
+    for (int level : {16, 235}) c.hline(0, s.width - 1, kLevels - 1 - level, 90, 70, 30);
+    for (int x = 0; x < s.width; ++x)
+        for (int level = 0; level < kLevels; ++level)
+            if (const uint32_t count = s.waveformAt(x, level)) {
+                const double v = 0.25 + 0.75 * brightness(count, peak);
+                c.set(x, kLevels - 1 - level, int(90 * v), int(255 * v), int(110 * v));
+            }
+    return c.image;
+}
+
+Ptr<HostImage> drawVectorscope(const ScopesData& s) {
+    constexpr int kScale = 2, kSize = kLevels * kScale;
+    Canvas c({kSize, kSize});
+    if (!c.image) return {};
+    // Graticule: the axes through grey (128, 128) and the circle of full saturation.
+    const int centre = 128 * kScale;
+    c.hline(0, kSize - 1, kSize - 1 - centre, 50, 50, 50);
+    c.vline(centre, 0, kSize - 1, 50, 50, 50);
+    for (int a = 0; a < 1440; ++a) {
+        const double t = a * M_PI / 720;
+        c.set(centre + int(std::lround(127.5 * kScale * std::cos(t))),
+              kSize - 1 - centre - int(std::lround(127.5 * kScale * std::sin(t))), 50, 50, 50);
+    }
+    const uint32_t peak = *std::max_element(s.vectorscope.begin(), s.vectorscope.end());
+    for (int cr = 0; cr < kLevels; ++cr)
+        for (int cb = 0; cb < kLevels; ++cb)
+            if (const uint32_t count = s.vectorscopeAt(cb, cr)) {
+                const double v = 0.25 + 0.75 * brightness(count, peak);
+                for (int dy = 0; dy < kScale; ++dy)
+                    for (int dx = 0; dx < kScale; ++dx)
+                        c.set(cb * kScale + dx, kSize - 1 - (cr * kScale + dy), int(200 * v), int(255 * v), int(200 * v));
+            }
+    // The 75% colour bars: components at 191 (0.75 x 255, rounded) or 0.
+    constexpr int kBar = 191, kHalf = 5;
+    const int bars[6][3] = {{kBar, 0, 0}, {0, kBar, 0}, {0, 0, kBar}, {0, kBar, kBar}, {kBar, 0, kBar}, {kBar, kBar, 0}};
+    for (const auto& bar : bars) {
+        const int x = Scopes::cbOf(bar[0], bar[1], bar[2]) * kScale + kScale / 2;
+        const int y = kSize - 1 - (Scopes::crOf(bar[0], bar[1], bar[2]) * kScale + kScale / 2);
+        const int r = bar[0] ? 255 : 60, g = bar[1] ? 255 : 60, b = bar[2] ? 255 : 60;
+        c.box(x - kHalf * kScale, y - kHalf * kScale, x + kHalf * kScale, y + kHalf * kScale, r, g, b);
+    }
+    return c.image;
+}
+
+struct HistogramSummary {
+    int min = -1, max = -1;
+    double mean = 0;
+};
+
+HistogramSummary summarise(const ScopesData::Histogram& h) {
+    HistogramSummary s;
+    uint64_t total = 0, weighted = 0;
+    for (int level = 0; level < kLevels; ++level) {
+        const uint32_t n = h[size_t(level)];
+        if (!n) continue;
+        if (s.min < 0) s.min = level;
+        s.max = level;
+        total += n;
+        weighted += uint64_t(n) * uint64_t(level);
+    }
+    s.mean = total ? double(weighted) / double(total) : 0;
+    return s;
+}
+
+std::string jsonCounts(const ScopesData::Histogram& h) {
+    std::string out = "[";
+    for (size_t i = 0; i < h.size(); ++i) out += (i ? ", " : "") + std::to_string(h[i]);
+    return out + "]";
+}
+
+// The frame as a surface with host pixels (no GPU service needed).
+Surface surfaceOf(const HostImage& image) {
+    Surface frame(uint32_t(image.getWidth()), uint32_t(image.getHeight()), Format::eRGBA,
+                  image.getFormat() == iGPUImage::eRGBA16 ? 16 : 8);
+    for (int y = 0; y < image.getHeight() && !frame.isEmpty(); ++y)
+        std::memcpy(frame.getRow(uint32_t(y)), image.row(y), image.getStride());
+    return frame;
+}
+
+} // namespace
+
+int runScopes(const CommandArgs& args) {
+    const ParsedArgs parsed = parseArgs(args, {{"--in", true}, {"--out-dir", true}, {"--json", false}});
+    if (parsed.help) {
+        std::fputs(kHelp, stdout);
+        return 0;
+    }
+    if (!parsed.error.empty()) return usageError("scopes", parsed.error);
+    if (!parsed.positional.empty()) return usageError("scopes", "takes no positional arguments (give the frame with --in)");
+    if (!parsed.has("--in")) return usageError("scopes", "--in FRAME.png is required");
+
+    const std::string inPath = parsed.value("--in");
+    std::string error;
+    const Ptr<HostImage> picture = PngFile::read(fromUTF8(inPath.c_str()), error);
+    if (!picture) return fail(error);
+    const Surface frame = surfaceOf(*picture);
+    if (frame.isEmpty()) return fail("cannot hold " + inPath + " as a frame");
+
+    Qf::FxResources::Manager& manager = startManagerForLookup();
+    if (!manager.getGPUComputeContext())
+        return fail("no OpenCL platform or device is present, so the scopes cannot be computed (install an OpenCL driver; "
+                    "pocl-opencl-icd runs kernels on the CPU)");
+    ScopesData scopes;
+    if (!Scopes::compute(frame, scopes)) {
+        std::fprintf(stderr, "qffx scopes: the scopes of %s could not be computed\n", inPath.c_str());
+        return 1;
+    }
+
+    // Every picture is made and encoded before the first is written.
+    const std::string dir = parsed.value("--out-dir", ".");
+    const std::string stem = std::filesystem::path(inPath).stem().string();
+    const struct {
+        const char* kind;
+        Ptr<HostImage> image;
+    } pictures[] = {
+        {"histogram", drawHistograms(scopes)}, {"waveform", drawWaveform(scopes)}, {"vectorscope", drawVectorscope(scopes)}};
+    std::vector<std::pair<std::string, std::vector<uint8_t>>> files;
+    for (const auto& p : pictures) {
+        std::vector<uint8_t> bytes;
+        if (!p.image || !PngFile::encode(*p.image, bytes, error))
+            return fail(std::string("the ") + p.kind + " picture: " + error);
+        files.emplace_back((std::filesystem::path(dir) / (stem + "_" + p.kind + ".png")).string(), std::move(bytes));
+    }
+    if (!makeDirectories(fromUTF8(dir.c_str()))) return fail("cannot make the directory " + dir);
+    // Written beside their places first and renamed in only when all are
+    // there, so a failure leaves the directory as it was.
+    const std::string suffix = ".part" + std::to_string(getpid());
+    for (size_t i = 0; i < files.size(); ++i)
+        if (!Files::writeWholeFile(fromUTF8((files[i].first + suffix).c_str()), files[i].second.data(), files[i].second.size(),
+                                   error)) {
+            for (size_t j = 0; j < i; ++j) std::remove((files[j].first + suffix).c_str());
+            return fail(error);
+        }
+    for (const auto& file : files) std::rename((file.first + suffix).c_str(), file.first.c_str());
+
+    uint32_t peakCount = 0;
+    size_t peakIndex = 0;
+    for (size_t i = 0; i < scopes.vectorscope.size(); ++i)
+        if (scopes.vectorscope[i] > peakCount) peakCount = scopes.vectorscope[i], peakIndex = i;
+    const int peakCb = int(peakIndex % kLevels), peakCr = int(peakIndex / kLevels);
+
+    if (parsed.has("--json")) {
+        std::printf("{\n  \"frame\": %s,\n  \"device\": %s,\n  \"width\": %d,\n  \"height\": %d,\n", jsonString(inPath).c_str(),
+                    jsonString(scopes.device.view()).c_str(), scopes.width, scopes.height);
+        std::printf("  \"histogram_luma\": %s,\n  \"histogram_r\": %s,\n  \"histogram_g\": %s,\n  \"histogram_b\": %s,\n",
+                    jsonCounts(scopes.luma).c_str(), jsonCounts(scopes.red).c_str(), jsonCounts(scopes.green).c_str(),
+                    jsonCounts(scopes.blue).c_str());
+        std::printf("  \"vectorscope_peak\": {\"cb\": %d, \"cr\": %d, \"count\": %u},\n", peakCb, peakCr, peakCount);
+        std::printf("  \"pictures\": {\"histogram\": %s, \"waveform\": %s, \"vectorscope\": %s}\n}\n",
+                    jsonString(files[0].first).c_str(), jsonString(files[1].first).c_str(), jsonString(files[2].first).c_str());
+        return 0;
+    }
+    std::printf("%s: %dx%d, scopes on %s\n", inPath.c_str(), scopes.width, scopes.height, scopes.device.c_str());
+    const struct {
+        const char* name;
+        const ScopesData::Histogram& h;
+    } rows[] = {{"luma", scopes.luma}, {"red", scopes.red}, {"green", scopes.green}, {"blue", scopes.blue}};
+    for (const auto& row : rows) {
+        const HistogramSummary s = summarise(row.h);
+        std::printf("  %-6s levels %3d..%3d, mean %.1f\n", row.name, s.min, s.max, s.mean);
+    }
+    std::printf("  vectorscope peak at Cb %d, Cr %d (%u pixels)\n", peakCb, peakCr, peakCount);
+    for (const auto& file : files) std::printf("  wrote %s\n", file.first.c_str());
+    return 0;
+}
