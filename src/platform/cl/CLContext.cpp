@@ -92,6 +92,14 @@ Ptr<CLContext> CLContext::create(cl_platform_id platform, cl_device_id device, s
 }
 
 Ptr<iGPUProgram> CLContext::createProgram(const std::vector<LightweightString<char>>& sourceLines) {
+    std::string log;
+    Ptr<iGPUProgram> program = build(sourceLines, log);
+    std::lock_guard<std::mutex> hold(m_logMutex);
+    m_lastBuildLog = log.c_str();
+    return program;
+}
+
+Ptr<iGPUProgram> CLContext::build(const std::vector<LightweightString<char>>& sourceLines, std::string& log) {
     std::string source;
     for (const LightweightString<char>& line : sourceLines) {
         source.append(line.view());
@@ -99,8 +107,6 @@ Ptr<iGPUProgram> CLContext::createProgram(const std::vector<LightweightString<ch
     }
     if (source.find_first_not_of(" \t\r\n") == std::string::npos) {
         Log("OpenCL : the program has no source text\n");
-        std::lock_guard<std::mutex> hold(m_logMutex);
-        m_lastBuildLog = {};
         return {};
     }
     const char* text = source.c_str();
@@ -109,16 +115,10 @@ Ptr<iGPUProgram> CLContext::createProgram(const std::vector<LightweightString<ch
     const cl_program program = clCreateProgramWithSource(m_context, 1, &text, &length, &status);
     if (!program) {
         Log("OpenCL : %s\n", clFailure("clCreateProgramWithSource", status).c_str());
-        std::lock_guard<std::mutex> hold(m_logMutex);
-        m_lastBuildLog = {};
         return {};
     }
     status = clBuildProgram(program, 1, &m_device, "", nullptr, nullptr);
-    const std::string log = programBuildLog(program, m_device);
-    {
-        std::lock_guard<std::mutex> hold(m_logMutex);
-        m_lastBuildLog = log.c_str();
-    }
+    log = programBuildLog(program, m_device);
     if (status != CL_SUCCESS) {
         // The compiler's own lines, each indented as the library's error lines are.
         Log("OpenCL : the program does not build on %s: %s\n", m_description.c_str(), clErrorName(status).c_str());

@@ -46,6 +46,8 @@ public:
 
 private:
     CLContext(cl_context context, cl_command_queue queue, cl_device_id device, std::string description);
+    // The program, or null (logged); `log` receives the compiler's output.
+    Ptr<iGPUProgram> build(const std::vector<LightweightString<char>>& sourceLines, std::string& log);
 
     cl_context m_context;
     cl_command_queue m_queue;
