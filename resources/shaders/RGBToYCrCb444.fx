@@ -17,7 +17,7 @@ DeclareBoolParam( includeAlpha, "Include alpha", kNoGroup, FALSE )
 
 DeclareEntryPoint( ToYCrCb444 )
 {
-   float4 src = ReadPixel( gSourceImage, uv1 );
+   float4 src = tex2D( gSourceImage, uv1 );
    float3 ycrcb = mul( src.rgb, coefsMul ) + coefsAdd.xyz;
    return float4( ycrcb, includeAlpha ? src.a + coefsAdd.w : 1.0 );
 }

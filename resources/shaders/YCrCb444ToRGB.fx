@@ -17,7 +17,7 @@ DeclareBoolParam( includeAlpha, "Include alpha", kNoGroup, FALSE )
 
 DeclareEntryPoint( ToRGB444 )
 {
-   float4 c = ReadPixel( gSourceImage, uv1 ) + ccCoefsAdd1;
+   float4 c = tex2D( gSourceImage, uv1 ) + ccCoefsAdd1;
    float3 rgb = mul( c.xyz, ccCoefsMul2 ) + ccCoefsAdd3.xyz;
    return float4( rgb, includeAlpha ? c.w + ccCoefsAdd3.w : 1.0 );
 }
