@@ -5,6 +5,7 @@
 // of the input is then read as a driver's compile log. Nothing may crash, an
 // effect the reader accepts must stay within the 16-bit line records, and
 // every error record must carry one of the reader's prefixes.
+#include "ReaderChecks.h"
 #include "codegen/CodeGenerators.h"
 #include "effects/ShaderEffectInfo.h"
 #include "host/Files.h"
@@ -52,12 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         ShaderEffectInfo effect(source);
         effect.setFileName(fromUTF8(effectPath.c_str()));
         effect.read(generator);
-        for (const ShaderError& e : effect.getErrors()) {
-            bool known = false;
-            for (int kind = 0; kind <= ShaderEffectInfo::eTooManyLines; ++kind)
-                known |= e.message.startsWith(ShaderEffectInfo::errorPrefix(ShaderEffectInfo::eErrorType(kind)));
-            if (!known) __builtin_trap();
-        }
+        checkErrorPrefixes(effect);
         const ShaderCompileInput input = effect.makeCompileInput(*generator);
         if (effect.getErrors().empty() && !input.fromFile && std::count(input.text.begin(), input.text.end(), '\n') > 65535)
             __builtin_trap();

@@ -1,6 +1,7 @@
 // libFuzzer target: an arbitrary effect file through the reader, with each
 // code generator. The reader must never crash, and every error it records
 // must carry one of its message prefixes.
+#include "ReaderChecks.h"
 #include "codegen/CodeGenerators.h"
 #include "effects/ShaderEffectInfo.h"
 
@@ -19,12 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const Ptr<iShaderCodeGenerator>& generator : generators) {
         ShaderEffectInfo effect(source);
         effect.read(generator);
-        for (const ShaderError& e : effect.getErrors()) {
-            bool known = false;
-            for (int kind = 0; kind <= ShaderEffectInfo::eTooManyLines; ++kind)
-                known |= e.message.startsWith(ShaderEffectInfo::errorPrefix(ShaderEffectInfo::eErrorType(kind)));
-            if (!known) __builtin_trap();
-        }
+        checkErrorPrefixes(effect);
         (void)effect.makeCompileInput(*generator);
     }
     return 0;

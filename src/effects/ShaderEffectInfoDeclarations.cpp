@@ -291,8 +291,11 @@ Shader::Lines ShaderEffectInfo::handleFloatParam(const Args& args, bool animated
     }
     if (!checkParameterFlags(args[3], kDoubleParameterFlags)) return {};
     double defaultValue = 0, minValue = 0, maxValue = 0;
-    const bool numbersFit = readFloat(args[4], defaultValue) & readFloat(args[5], minValue) & readFloat(args[6], maxValue);
-    if (!numbersFit) return {};
+    // All three are read, so that each number that does not fit is reported.
+    const bool defaultFits = readFloat(args[4], defaultValue);
+    const bool minFits = readFloat(args[5], minValue);
+    const bool maxFits = readFloat(args[6], maxValue);
+    if (!(defaultFits && minFits && maxFits)) return {};
     Shader::Parameter& p = addParameter(args, iShaderParam::eFloat);
     p.properties.set(Key::kFlags, args[3]);
     p.properties.set(Key::kDefault, defaultValue);

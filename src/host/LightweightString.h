@@ -191,7 +191,9 @@ private:
     // on paths it cannot rule out (e.g. substr past the end) and warns falsely.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Warray-bounds"
+#if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wstringop-overflow"
+#endif
     static CharT* copyChars(const CharT* from, size_t n, CharT* to) noexcept {
         std::char_traits<CharT>::copy(to, from, n);
         return to + n;

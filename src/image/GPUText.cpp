@@ -30,8 +30,8 @@ const char* const kTextEffect[] = {
     "DeclareEntryPoint( AddGlyph )",
     "{",
     "   float previous = tex2D( Coverage, uv1 ).a;",
-    "   float inside = step( GlyphBox.x, uv2.x ) * step( uv2.x, GlyphBox.z ) * step( GlyphBox.y, uv2.y ) * step( uv2.y, "
-    "GlyphBox.w );",
+    "   float inside = step( GlyphBox.x, uv2.x ) * step( uv2.x, GlyphBox.z )",
+    "                * step( GlyphBox.y, uv2.y ) * step( uv2.y, GlyphBox.w );",
     "   float c = max( previous, tex2D( Atlas, uv2 ).a * inside );",
     "   return float4( c, c, c, c );",
     "}",
