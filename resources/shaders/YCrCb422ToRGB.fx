@@ -45,32 +45,34 @@ float4 ToRGB( float luma, float2 crcb )
    return float4( mul( c, ccCoefsMul2 ) + ccCoefsAdd3.xyz, 1.0 );
 }
 
+// Every read lands a quarter texel inside a pair, so the point sampler gives
+// that pair as it is, and its clamping repeats the edge pairs. Every pixel
+// reads all the taps and then picks, without branches: neighbouring pixels
+// take different sides, so a branch would cost both sides anyway where
+// pixels are shaded side by side.
 DeclareEntryPoint( PointChroma )
 {
-   float4 t = ReadPixel( gSourceImage, uv1 );
+   float4 t = tex2D( gSourceImage, uv1 );
    return ToRGB( LumaOf( t, IsRightPixel( uv1 ) ), CrCbOf( t ) );
 }
 
 DeclareEntryPoint( LinearChroma )
 {
-   float4 t = ReadPixel( gSourceImage, uv1 );
+   float4 t = tex2D( gSourceImage, uv1 );
    bool right = IsRightPixel( uv1 );
    float2 c = CrCbOf( t );
-   if ( right ) c = ( c + CrCbOf( ReadPixel( gSourceImage3, uv3 ) ) ) * 0.5;
-   return ToRGB( LumaOf( t, right ), c );
+   float2 between = ( c + CrCbOf( tex2D( gSourceImage3, uv3 ) ) ) * 0.5;
+   return ToRGB( LumaOf( t, right ), right ? between : c );
 }
 
 DeclareEntryPoint( LowPassChroma )
 {
-   float4 t = ReadPixel( gSourceImage, uv1 );
+   float4 t = tex2D( gSourceImage, uv1 );
    bool right = IsRightPixel( uv1 );
    float2 c = CrCbOf( t );
-   if ( right )
-   {
-      float2 before = CrCbOf( ReadPixel( gSourceImage2, uv2 ) );
-      float2 next = CrCbOf( ReadPixel( gSourceImage3, uv3 ) );
-      float2 after = CrCbOf( ReadPixel( gSourceImage4, uv4 ) );
-      c = ( 9.0 * ( c + next ) - ( before + after ) ) / 16.0;
-   }
-   return ToRGB( LumaOf( t, right ), c );
+   float2 before = CrCbOf( tex2D( gSourceImage2, uv2 ) );
+   float2 next = CrCbOf( tex2D( gSourceImage3, uv3 ) );
+   float2 after = CrCbOf( tex2D( gSourceImage4, uv4 ) );
+   float2 between = ( 9.0 * ( c + next ) - ( before + after ) ) / 16.0;
+   return ToRGB( LumaOf( t, right ), right ? between : c );
 }
