@@ -21,6 +21,8 @@ ShaderInputBinding spanBinding(const char* name, const Ptr<iGPUImage>& image, fl
 // when it does not compile (the next call tries again). The caller holds the
 // manager's shader-usage lock, which also keeps two threads from compiling
 // the same name at once.
+Ptr<iShaderEffect> runtimeShader(const char* name, const std::vector<LightweightString<char>>& lines);
+
 // An "RGBA" (8 or 16 bits), "RGBh" or "RGBf" surface: one pixel in one RGBA texel.
 bool isRGBASurface(const Surface& surface);
 
@@ -42,7 +44,5 @@ DrawTarget drawTargetFor(const Surface& destination, XY<int> size, iGPUImage::eF
 // After a successful draw: a destination whose image was not reused becomes
 // a surface describing the new image.
 void adoptDrawTarget(Surface& destination, const DrawTarget& target);
-
-Ptr<iShaderEffect> runtimeShader(const char* name, const std::vector<LightweightString<char>>& lines);
 
 } // namespace Qf::Image::detail
