@@ -85,6 +85,7 @@ void BM_GPU_PassThrough(benchmark::State& state) {
 }
 // The barest pass: one point-sampled read per pixel, written out as it is.
 void BM_GPU_SampledCopy(benchmark::State& state) {
+    if (!service()) return state.SkipWithError("no GPU service");
     static const Ptr<iShaderEffect> copy = Qf::FxResources::Manager::instance().createShaderFromCode(
         "BenchSampledCopy", {"DeclareQuillframeEffect( NULL, Internal, Colour, kNoNotes, kNoFlags );",
                              "DeclareInput( Input, Point );", "DeclareEntryPoint()", "{", "return tex2D( Input, uv1 );", "}"});

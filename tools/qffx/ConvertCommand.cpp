@@ -64,17 +64,6 @@ bool gpuReady() {
     return gpu != nullptr;
 }
 
-Surface rgbSurface(const Frame& f) {
-    const Frame f16 = withDepth(f, 16);
-    Surface s(f.width, f.height, Format::eRGBA, 16);
-    for (uint32_t y = 0; y < f.height; ++y)
-        std::memcpy(s.getRow(y), f16.samples.data() + y * f16.samplesPerRow(), f16.samplesPerRow() * 2);
-    Data::Video video;
-    video.range = Data::Video::eFullRange;
-    s.setVideoData(video);
-    return s;
-}
-
 Data::Video ycbcrVideo(const Settings& settings) {
     Data::Video video;
     video.colourimetry = settings.colourimetry;
@@ -82,64 +71,101 @@ Data::Video ycbcrVideo(const Settings& settings) {
     return video;
 }
 
-// Y'CbCr (any depth) to RGB of `bits` bits.
-bool toRGB(const Frame& in, unsigned bits, const Settings& settings, Frame& out) {
-    const Frame f = withDepth(in, 10);
-    Surface src;
-    if (f.kind == Frame::eYCbCr422) {
-        src = Surface(f.width, f.height, Format::eYUY2, 10);
-        for (uint32_t y = 0; y < f.height; ++y) {
-            auto* row = reinterpret_cast<uint16_t*>(src.getRow(y));
-            const uint16_t* s = f.samples.data() + y * f.samplesPerRow();
-            for (size_t j = 0; j < f.samplesPerRow() / 4; ++j) {
-                row[4 * j] = widen10(s[4 * j + 1]), row[4 * j + 1] = widen10(s[4 * j]);
-                row[4 * j + 2] = widen10(s[4 * j + 3]), row[4 * j + 3] = widen10(s[4 * j + 2]);
-            }
-        }
-    } else {
-        src = Surface(f.width, f.height, Format::eRGBA, 16);
-        for (uint32_t y = 0; y < f.height; ++y) {
-            auto* row = reinterpret_cast<uint16_t*>(src.getRow(y));
-            const uint16_t* s = f.samples.data() + y * f.samplesPerRow();
-            for (uint32_t x = 0; x < f.width; ++x)
-                row[4 * x] = widen10(s[3 * x]), row[4 * x + 1] = widen10(s[3 * x + 2]), row[4 * x + 2] = widen10(s[3 * x + 1]),
+// The RGB <-> Y'CbCr conversions on the GPU. The surfaces (host memory and
+// GPU image) of each direction are kept from frame to frame: a stream's
+// frames all have one size and layout, so each frame is one upload, one
+// pass and one read-back.
+class GPUConversions {
+public:
+    explicit GPUConversions(const Settings& settings) : m_settings(settings) {}
+
+    // Y'CbCr (any depth) to RGB of `bits` bits.
+    bool toRGB(const Frame& in, unsigned bits, Frame& out);
+    // RGB to Y'CbCr of `kind` at 8 or 10 bits.
+    bool fromRGB(const Frame& in, Frame::eKind kind, unsigned bits, Frame& out);
+
+private:
+    // `s` as a surface of that description with a GPU image, kept when it is one already.
+    static bool prepare(Surface& s, uint32_t width, uint32_t height, Format format, uint16_t bits);
+
+    const Settings& m_settings;
+    Surface m_ycbcrIn, m_rgbOut; // toRGB
+    Surface m_rgbIn, m_ycbcrOut; // fromRGB
+};
+
+bool GPUConversions::prepare(Surface& s, uint32_t width, uint32_t height, Format format, uint16_t bits) {
+    if (s.getGPUSurface() && s.getWidth() == width && s.getHeight() == height && s.getDataFormat() == format &&
+        s.getBitsPerComponent() == bits)
+        return true;
+    s = Surface(width, height, format, bits);
+    return gpuReady() && s.createGPUSurface(*OS()->gpu());
+}
+
+bool GPUConversions::toRGB(const Frame& in, unsigned bits, Frame& out) {
+    const bool pairs = in.kind == Frame::eYCbCr422;
+    if (!prepare(m_ycbcrIn, in.width, in.height, pairs ? Format::eYUY2 : Format::eRGBA, pairs ? 10 : 16) ||
+        !prepare(m_rgbOut, in.width, in.height, Format::eRGBA, 16))
+        return false;
+    // The samples at 10 bits, widened to the texels' 16.
+    const auto texel = [&](uint16_t v) { return widen10(sampleAtDepth(in.kind, v, in.bits, 10)); };
+    const size_t inRow = in.samplesPerRow();
+    for (uint32_t y = 0; y < in.height; ++y) {
+        auto* row = reinterpret_cast<uint16_t*>(m_ycbcrIn.getRow(y));
+        const uint16_t* s = in.samples.data() + y * inRow;
+        if (pairs) // Cb Y0 Cr Y1 into YUY2 texels: Y0 Cb Y1 Cr
+            for (size_t j = 0; j < inRow / 4; ++j)
+                row[4 * j] = texel(s[4 * j + 1]), row[4 * j + 1] = texel(s[4 * j]), row[4 * j + 2] = texel(s[4 * j + 3]),
+                        row[4 * j + 3] = texel(s[4 * j + 2]);
+        else // Y' Cb Cr into texels Y' Cr Cb A
+            for (uint32_t x = 0; x < in.width; ++x)
+                row[4 * x] = texel(s[3 * x]), row[4 * x + 1] = texel(s[3 * x + 2]), row[4 * x + 2] = texel(s[3 * x + 1]),
                         row[4 * x + 3] = 65535;
-        }
     }
-    src.setVideoData(ycbcrVideo(settings));
-    Surface dst(f.width, f.height, Format::eRGBA, 16);
-    if (!gpuReady() || !src.createGPUSurface(*OS()->gpu())) return false;
-    const bool done = f.kind == Frame::eYCbCr422 ? CC::convertYCrCb422ToRGB(src, dst, settings.gamut, settings.filter)
-                                                 : CC::convertYCrCb444ToRGB(src, dst, settings.gamut, settings.filter);
-    if (!done || !dst.readBackFromGPU()) return false;
-    Frame rgb;
-    rgb.allocate(Frame::eRGB, f.width, f.height, 16);
-    for (uint32_t y = 0; y < f.height; ++y)
-        std::memcpy(rgb.samples.data() + y * rgb.samplesPerRow(), dst.getRow(y), rgb.samplesPerRow() * 2);
-    out = withDepth(rgb, bits);
+    m_ycbcrIn.setVideoData(ycbcrVideo(m_settings));
+    if (!m_ycbcrIn.uploadToGPU()) return false;
+    const bool done = pairs ? CC::convertYCrCb422ToRGB(m_ycbcrIn, m_rgbOut, m_settings.gamut, m_settings.filter)
+                            : CC::convertYCrCb444ToRGB(m_ycbcrIn, m_rgbOut, m_settings.gamut, m_settings.filter);
+    if (!done || !m_rgbOut.readBackFromGPU()) return false;
+    out.allocate(Frame::eRGB, in.width, in.height, bits);
+    const size_t outRow = out.samplesPerRow();
+    for (uint32_t y = 0; y < in.height; ++y) {
+        const auto* row = reinterpret_cast<const uint16_t*>(m_rgbOut.getRow(y));
+        uint16_t* s = out.samples.data() + y * outRow;
+        for (size_t i = 0; i < outRow; ++i) s[i] = sampleAtDepth(Frame::eRGB, row[i], 16, bits);
+    }
     return true;
 }
 
-// RGB to Y'CbCr of `kind` at 8 or 10 bits.
-bool fromRGB(const Frame& in, Frame::eKind kind, unsigned bits, const Settings& settings, Frame& out) {
-    Surface src = rgbSurface(in);
-    const bool wide = bits > 8;
-    Surface dst = kind == Frame::eYCbCr422 ? Surface(in.width, in.height, Format::eYUY2, wide ? 10 : 8)
-                                           : Surface(in.width, in.height, Format::eRGBA, wide ? 16 : 8);
-    dst.setVideoData(ycbcrVideo(settings));
-    if (!gpuReady() || !src.createGPUSurface(*OS()->gpu()) || !dst.createGPUSurface(*OS()->gpu())) return false;
-    const bool done = kind == Frame::eYCbCr422 ? CC::convertRGBToYCrCb422(src, dst, settings.filter)
-                                               : CC::convertRGBToYCrCb444(src, dst, settings.filter);
-    if (!done || !dst.readBackFromGPU()) return false;
-    out.allocate(kind, in.width, in.height, wide ? 10 : 8);
+bool GPUConversions::fromRGB(const Frame& in, Frame::eKind kind, unsigned bits, Frame& out) {
+    const bool pairs = kind == Frame::eYCbCr422, wide = bits > 8;
+    if (!prepare(m_rgbIn, in.width, in.height, Format::eRGBA, 16) ||
+        !prepare(m_ycbcrOut, in.width, in.height, pairs ? Format::eYUY2 : Format::eRGBA,
+                 pairs ? (wide ? 10 : 8) : (wide ? 16 : 8)))
+        return false;
+    const size_t inRow = in.samplesPerRow();
     for (uint32_t y = 0; y < in.height; ++y) {
-        const uint8_t* row = dst.getRow(y);
-        uint16_t* s = out.samples.data() + y * out.samplesPerRow();
+        auto* row = reinterpret_cast<uint16_t*>(m_rgbIn.getRow(y));
+        const uint16_t* s = in.samples.data() + y * inRow;
+        for (size_t i = 0; i < inRow; ++i) row[i] = sampleAtDepth(Frame::eRGB, s[i], in.bits, 16);
+    }
+    Data::Video full;
+    full.range = Data::Video::eFullRange;
+    m_rgbIn.setVideoData(full);
+    m_ycbcrOut.setVideoData(ycbcrVideo(m_settings));
+    if (!m_rgbIn.uploadToGPU()) return false;
+    const bool done = pairs ? CC::convertRGBToYCrCb422(m_rgbIn, m_ycbcrOut, m_settings.filter)
+                            : CC::convertRGBToYCrCb444(m_rgbIn, m_ycbcrOut, m_settings.filter);
+    if (!done || !m_ycbcrOut.readBackFromGPU()) return false;
+    out.allocate(kind, in.width, in.height, wide ? 10 : 8);
+    const size_t outRow = out.samplesPerRow(), units = pairs ? outRow / 4 : in.width;
+    for (uint32_t y = 0; y < in.height; ++y) {
+        const uint8_t* row = m_ycbcrOut.getRow(y);
+        uint16_t* s = out.samples.data() + y * outRow;
         const auto at = [&](size_t i) {
             return wide ? uint16_t(reinterpret_cast<const uint16_t*>(row)[i] >> 6) : uint16_t(row[i]);
         };
-        for (size_t j = 0; j < (kind == Frame::eYCbCr422 ? out.samplesPerRow() / 4 : in.width); ++j) {
-            if (kind == Frame::eYCbCr422) // YUY2 texels: Y0 Cb Y1 Cr
+        for (size_t j = 0; j < units; ++j) {
+            if (pairs) // YUY2 texels: Y0 Cb Y1 Cr
                 s[4 * j] = at(4 * j + 1), s[4 * j + 1] = at(4 * j), s[4 * j + 2] = at(4 * j + 3), s[4 * j + 3] = at(4 * j + 2);
             else // Y' Cr Cb A
                 s[3 * j] = at(4 * j), s[3 * j + 1] = at(4 * j + 2), s[3 * j + 2] = at(4 * j + 1);
@@ -269,24 +295,22 @@ int runConvert(const CommandArgs& args) {
     FrameWriter writer(*to, output.file, reader.frameRate());
     ProgressBar progress(stderr);
 
-    Frame frame;
+    GPUConversions gpu(settings);
+    Frame frame, out, rgb; // reused from frame to frame
     int frames = 0;
     while (reader.next(frame, error)) {
         Frame::eKind kind;
         unsigned bits;
         FrameWriter::target(*to, frame, kind, bits);
-        Frame out;
         bool converted = true;
         if (frame.kind == kind)
             out = withDepth(frame, bits);
         else if (frame.kind == Frame::eRGB)
-            converted = fromRGB(frame, kind, bits, settings, out);
+            converted = gpu.fromRGB(frame, kind, bits, out);
         else if (kind == Frame::eRGB)
-            converted = toRGB(frame, bits, settings, out);
-        else { // 4:2:2 <-> 4:4:4 through RGB
-            Frame rgb;
-            converted = toRGB(frame, 16, settings, rgb) && fromRGB(rgb, kind, bits, settings, out);
-        }
+            converted = gpu.toRGB(frame, bits, out);
+        else // 4:2:2 <-> 4:4:4 through RGB
+            converted = gpu.toRGB(frame, 16, rgb) && gpu.fromRGB(rgb, kind, bits, out);
         if (!converted) return failWith("convert", "the conversion of frame " + std::to_string(frames + 1) + " failed"), 1;
         if (!writer.write(out, error)) return fail(error);
         ++frames;

@@ -311,7 +311,8 @@ bool FrameReader::next(Frame& frame, std::string& error) {
         if (!marker.starts_with("FRAME")) return error = "malformed y4m frame header", false;
     }
     const size_t size = is(*m_format, "y4m") ? frameBytes() - 6 : frameBytes();
-    std::vector<uint8_t> bytes(size);
+    std::vector<uint8_t>& bytes = m_bytes;
+    bytes.resize(size);
     size_t got = 0;
     if (!readExactly(m_in, bytes.data(), size, got)) {
         if (got == 0 && !is(*m_format, "y4m")) return false; // a clean end between frames
@@ -338,7 +339,7 @@ void FrameWriter::target(const FrameFormat& format, const Frame& like, Frame::eK
 }
 
 bool FrameWriter::write(const Frame& frame, std::string& error) {
-    std::vector<uint8_t> bytes;
+    std::vector<uint8_t>& bytes = m_bytes;
     std::string header;
     if (is(m_format, "png")) {
         if (m_frames > 0) return error = "a PNG file holds one frame; the input has more", false;
@@ -372,11 +373,6 @@ Frame withDepth(const Frame& frame, unsigned bits) {
     if (frame.bits == bits) return frame;
     Frame out = frame;
     out.bits = bits;
-    for (uint16_t& v : out.samples) {
-        if (frame.kind == Frame::eRGB)
-            v = bits == 16 ? uint16_t(v * 257) : uint16_t((uint32_t(v) * 255 + 32767) / 65535);
-        else
-            v = bits > frame.bits ? uint16_t(v << (bits - frame.bits)) : uint16_t(std::min(255, (v + 2) >> 2));
-    }
+    for (uint16_t& v : out.samples) v = sampleAtDepth(frame.kind, v, frame.bits, bits);
     return out;
 }

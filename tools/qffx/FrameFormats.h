@@ -8,6 +8,7 @@
 // pixel (4:2:2 and 4:4:4 at 8 or 10 bits).
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -60,6 +61,7 @@ private:
     std::string m_rate = "25:1";
     bool m_pngPending = false;
     Frame m_png;
+    std::vector<uint8_t> m_bytes; // one frame as read, reused from frame to frame
 };
 
 // Writes frames of one kind and depth; a y4m header is written before the first.
@@ -76,9 +78,16 @@ private:
     std::FILE* m_out;
     std::string m_rate;
     int m_frames = 0;
+    std::vector<uint8_t> m_bytes; // one frame as written, reused from frame to frame
 };
 
 // The same picture at another depth (8 <-> 10 <-> 16 bits, exact where it
 // widens, rounded where it narrows). Kinds do not change.
 Frame withDepth(const Frame& frame, unsigned bits);
+// One sample of a frame of `kind` from `from` bits to `to` bits, as withDepth.
+inline uint16_t sampleAtDepth(Frame::eKind kind, uint16_t v, unsigned from, unsigned to) {
+    if (from == to) return v;
+    if (kind == Frame::eRGB) return to == 16 ? uint16_t(v * 257) : uint16_t((uint32_t(v) * 255 + 32767) / 65535);
+    return to > from ? uint16_t(v << (to - from)) : uint16_t(std::min(255, (v + 2) >> 2));
+}
 // 4:2:2 <-> 4:4:4 need colour maths on the way; this is only for equal kinds.
