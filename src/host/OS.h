@@ -90,6 +90,9 @@ class iOS : public iVirtual {
 public:
     // Null when this process has no GPU service.
     virtual iGPUService* gpu() = 0;
+    // The GPU service if it is running already, without starting one: for
+    // work that only concerns a service in use (releasing its resources).
+    virtual iGPUService* runningGPU() { return gpu(); }
     // The other services; null where the services object has none (callers
     // then do without: no files are found, messages go to the log).
     virtual iFileService* files() { return nullptr; }

@@ -109,7 +109,7 @@ void Manager::fini() {
         released.swap(m_effects);
     }
     released.clear();
-    if (iGPUService* gpu = OS()->gpu()) gpu->releaseGPUResources();
+    if (iGPUService* gpu = OS()->runningGPU()) gpu->releaseGPUResources(); // none to release in a service never started
     CriticalSectionLock hold(m_shaderUsageLock);
     m_computeContextReady.store(false, std::memory_order_release);
     m_computeContext = nullptr;

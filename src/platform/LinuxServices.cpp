@@ -26,6 +26,8 @@ iGPUService* LinuxServices::gpu() {
     return m_gpu.get();
 }
 
+iGPUService* LinuxServices::runningGPU() { return m_tried.load(std::memory_order_acquire) ? m_gpu.get() : nullptr; }
+
 std::string LinuxServices::gpuDescription() {
     gpu();
     return m_gpu ? m_gpu->description() : std::string();

@@ -4,7 +4,7 @@
 // Files, sleeping, messages and the environment are the POSIX services of
 // posix/. The GPU service (OpenGL 4.5 core through EGL) is created on the first call
 // of gpu(); when EGL or OpenGL cannot start, gpu() logs one line saying why
-// and returns null from then on. The compute service is OpenCL (cl/); it makes
+// and returns null from then on; runningGPU() never starts it. The compute service is OpenCL (cl/); it makes
 // no OpenCL call before a context is asked for.
 //
 // Lifetime: one instance per process, destroyed at exit; it uninstalls
@@ -29,6 +29,7 @@ public:
     static LinuxServices& instance();
 
     iGPUService* gpu() override;
+    iGPUService* runningGPU() override;
     iFileService* files() override { return &m_files; }
     iThreadService* threads() override { return &m_threads; }
     iUIService* ui() override { return &m_ui; }
