@@ -13,9 +13,12 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <numeric>
+#include <optional>
 #include <thread>
 
 using namespace QfManagerTest;
@@ -53,9 +56,7 @@ public:
         std::lock_guard<std::mutex> hold(mutex);
         lastLines = lines;
         preferenceAtBuild.push_back(prefs().getPreference(kScopesPreference, true));
-        for (const auto& line : lines)
-            if (line == "fail") return {};
-        if (lines.empty()) return {};
+        if (lines.empty() || std::find(lines.begin(), lines.end(), "fail") != lines.end()) return {};
         return makePtr<FakeProgram>();
     }
     LightweightString<char> getLastBuildLog() const override { return {}; }
@@ -87,23 +88,17 @@ public:
 class ScopedPreferences {
 public:
     explicit ScopedPreferences(const std::filesystem::path& dir) {
-        const char* previous = std::getenv("XDG_CONFIG_HOME");
-        m_had = previous != nullptr;
-        if (previous) m_previous = previous;
+        if (const char* previous = std::getenv("XDG_CONFIG_HOME")) m_previous = previous;
         setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
         prefs().reload();
     }
     ~ScopedPreferences() {
-        if (m_had)
-            setenv("XDG_CONFIG_HOME", m_previous.c_str(), 1);
-        else
-            unsetenv("XDG_CONFIG_HOME");
+        m_previous ? setenv("XDG_CONFIG_HOME", m_previous->c_str(), 1) : unsetenv("XDG_CONFIG_HOME");
         prefs().reload();
     }
 
 private:
-    bool m_had = false;
-    std::string m_previous;
+    std::optional<std::string> m_previous;
 };
 
 class ManagerComputeTest : public ManagerTest {
@@ -117,43 +112,35 @@ protected:
         ManagerTest::TearDown(); // the manager goes first: it holds the fake context
         m_prefs.reset();
     }
-    // Writes a kernel file of `lines` lines into the shaders directory.
-    void writeKernel(const std::string& name, const std::string& text) { writeShader(name, text); }
+    int builds() const { return m_compute.context->builds.load(); }
+    const Lines& lastLines() const { return m_compute.context->lastLines; }
 
     FakeComputeService m_compute;
     std::unique_ptr<ScopedPreferences> m_prefs;
 };
 
-TEST_F(ManagerComputeTest, TheContextIsCreatedOnceWithFlagZeroAndKept) {
-    Manager& m = start();
-    const Ptr<iGPUComputeContext> first = m.getGPUComputeContext();
-    EXPECT_EQ(first.get(), m_compute.context.get());
-    EXPECT_EQ(m.getGPUComputeContext(), first);
-    EXPECT_EQ(m_compute.creations.load(), 1);
-    EXPECT_EQ(m_compute.flagsSeen.load(), 0);
-}
-
-TEST_F(ManagerComputeTest, AServiceWithoutADeviceIsAskedAgainNextTime) {
+TEST_F(ManagerComputeTest, TheContextIsCreatedWithFlagZeroAskedForUntilThereIsOneAndKeptUntilShutDown) {
     m_compute.hasDevice = false;
     Manager& m = start();
     EXPECT_FALSE(m.getGPUComputeContext());
     EXPECT_FALSE(m.getGPUComputeContext());
     EXPECT_EQ(m_compute.creations.load(), 2);
     m_compute.hasDevice = true; // a device that appears later is taken
-    EXPECT_TRUE(m.getGPUComputeContext());
-}
+    const Ptr<iGPUComputeContext> first = m.getGPUComputeContext();
+    EXPECT_EQ(first.get(), m_compute.context.get());
+    EXPECT_EQ(m.getGPUComputeContext(), first);
+    EXPECT_EQ(m_compute.creations.load(), 3);
+    EXPECT_EQ(m_compute.flagsSeen.load(), 0);
 
-TEST_F(ManagerComputeTest, ShutDownReleasesTheContextAndANewManagerMakesAnother) {
-    start().getGPUComputeContext();
-    EXPECT_EQ(m_compute.context->refCount(), 2); // the service's and the manager's
+    EXPECT_EQ(m_compute.context->refCount(), 3); // the service's, the manager's and ours
     shutdownNow();
-    EXPECT_EQ(m_compute.context->refCount(), 1);
-    start().getGPUComputeContext();
-    EXPECT_EQ(m_compute.creations.load(), 2);
+    EXPECT_EQ(m_compute.context->refCount(), 2);
+    start().getGPUComputeContext(); // a new manager makes another
+    EXPECT_EQ(m_compute.creations.load(), 4);
 }
 
 TEST_F(ManagerComputeTest, ConcurrentFirstRequestsCreateOneContextAndBuildOneProgram) {
-    writeKernel("K.cl", "kernel");
+    writeShader("K.cl", "kernel");
     m_compute.delay = std::chrono::milliseconds(30);
     Manager& m = start();
     constexpr int kCallers = 8;
@@ -167,7 +154,7 @@ TEST_F(ManagerComputeTest, ConcurrentFirstRequestsCreateOneContextAndBuildOnePro
         });
     for (std::thread& t : callers) t.join();
     EXPECT_EQ(m_compute.creations.load(), 1);
-    EXPECT_EQ(m_compute.context->builds.load(), 1);
+    EXPECT_EQ(builds(), 1);
     for (int i = 0; i < kCallers; ++i) {
         EXPECT_EQ(contexts[size_t(i)].get(), m_compute.context.get()) << i;
         EXPECT_TRUE(programs[size_t(i)]) << i;
@@ -175,117 +162,86 @@ TEST_F(ManagerComputeTest, ConcurrentFirstRequestsCreateOneContextAndBuildOnePro
     }
 }
 
-TEST_F(ManagerComputeTest, TheSameNameIsBuiltOnce) {
-    writeKernel("Scopes.cl", "kernel void a() {}\n// second line");
-    Manager& m = start();
-    const Ptr<iGPUProgram> first = m.getGPUProgram(L"Scopes.cl", false);
-    ASSERT_TRUE(first);
-    EXPECT_EQ(m.getGPUProgram(L"Scopes.cl", false), first);
-    EXPECT_EQ(m_compute.context->builds.load(), 1);
-    EXPECT_THAT(m_compute.context->lastLines, ElementsAre("kernel void a() {}", "// second line"));
-}
-
-TEST_F(ManagerComputeTest, RebuildBuildsAnewEveryTimeAndReplacesTheEntry) {
-    writeKernel("K.cl", "one");
-    Manager& m = start();
-    const Ptr<iGPUProgram> first = m.getGPUProgram(L"K.cl", false);
-    writeKernel("K.cl", "two");
-    const Ptr<iGPUProgram> second = m.getGPUProgram(L"K.cl", true);
-    const Ptr<iGPUProgram> third = m.getGPUProgram(L"K.cl", true);
-    EXPECT_EQ(m_compute.context->builds.load(), 3);
-    EXPECT_THAT(m_compute.context->lastLines, ElementsAre("two"));
-    EXPECT_NE(second, first);
-    EXPECT_NE(third, second);
-    EXPECT_EQ(m.getGPUProgram(L"K.cl", false), third);
-    EXPECT_EQ(m_compute.context->builds.load(), 3);
-}
-
-TEST_F(ManagerComputeTest, NamesDifferingOnlyInCaseAreSeparatePrograms) {
-    writeKernel("Scopes.cl", "upper");
-    writeKernel("scopes.cl", "lower");
+// The file name, case and sub-directory included, is appended to the
+// shaders directory and keys the table; a missing file still reaches the
+// service (with no lines) and is logged.
+TEST_F(ManagerComputeTest, EachExactFileNameIsReadLineByLineAndBuiltOnce) {
+    writeShader("Scopes.cl", "kernel void a() {}\n// second line");
+    writeShader("scopes.cl", "lower");
+    std::filesystem::create_directories(m_shaders / "kernels");
+    writeShader("kernels/Sub.cl", "in a sub-directory");
     Manager& m = start();
     const Ptr<iGPUProgram> upper = m.getGPUProgram(L"Scopes.cl", false);
-    EXPECT_THAT(m_compute.context->lastLines, ElementsAre("upper"));
+    ASSERT_TRUE(upper);
+    EXPECT_THAT(lastLines(), ElementsAre("kernel void a() {}", "// second line"));
     const Ptr<iGPUProgram> lower = m.getGPUProgram(L"scopes.cl", false);
-    EXPECT_THAT(m_compute.context->lastLines, ElementsAre("lower"));
+    EXPECT_THAT(lastLines(), ElementsAre("lower"));
     EXPECT_NE(upper, lower);
+    EXPECT_TRUE(m.getGPUProgram(L"kernels/Sub.cl", false));
+    EXPECT_THAT(lastLines(), ElementsAre("in a sub-directory"));
     EXPECT_EQ(m.getGPUProgram(L"Scopes.cl", false), upper);
-    EXPECT_EQ(m_compute.context->builds.load(), 2);
+    EXPECT_EQ(builds(), 3);
+
+    EXPECT_FALSE(m.getGPUProgram(L"Missing.cl", false));
+    EXPECT_EQ(builds(), 4);
+    EXPECT_TRUE(lastLines().empty());
+    EXPECT_THAT(logLines(), Contains(AllOf(StartsWith("Manager : "), HasSubstr("Missing.cl"))));
 }
 
-TEST_F(ManagerComputeTest, AFailedBuildIsCachedUntilARebuild) {
-    writeKernel("Bad.cl", "fail");
+TEST_F(ManagerComputeTest, AFailedBuildIsCachedAndRebuildBuildsAnewEveryTimeReplacingTheEntry) {
+    writeShader("K.cl", "fail");
     Manager& m = start();
-    EXPECT_FALSE(m.getGPUProgram(L"Bad.cl", false));
-    EXPECT_FALSE(m.getGPUProgram(L"Bad.cl", false));
-    EXPECT_EQ(m_compute.context->builds.load(), 1);
-    writeKernel("Bad.cl", "fixed");
-    EXPECT_TRUE(m.getGPUProgram(L"Bad.cl", true));
-    EXPECT_EQ(m_compute.context->builds.load(), 2);
+    EXPECT_FALSE(m.getGPUProgram(L"K.cl", false));
+    EXPECT_FALSE(m.getGPUProgram(L"K.cl", false));
+    EXPECT_EQ(builds(), 1);
+    writeShader("K.cl", "fixed");
+    const Ptr<iGPUProgram> second = m.getGPUProgram(L"K.cl", true);
+    const Ptr<iGPUProgram> third = m.getGPUProgram(L"K.cl", true);
+    EXPECT_EQ(builds(), 3);
+    EXPECT_THAT(lastLines(), ElementsAre("fixed"));
+    EXPECT_TRUE(second);
+    EXPECT_NE(third, second);
+    EXPECT_EQ(m.getGPUProgram(L"K.cl", false), third);
+    EXPECT_EQ(builds(), 3);
 }
 
-TEST_F(ManagerComputeTest, ThePreferenceIsFalseWhileBuildingAndTrueAfter) {
-    writeKernel("K.cl", "kernel");
-    prefs().setPreference(kScopesPreference, true);
-    Manager& m = start();
-    m.getGPUProgram(L"K.cl", false);
-    m.getGPUProgram(L"K.cl", true);
-    EXPECT_THAT(m_compute.context->preferenceAtBuild, ElementsAre(false, false));
-    EXPECT_TRUE(prefs().getPreference(kScopesPreference, false));
-    prefs().reload(); // and it was written to the preferences file
-    EXPECT_TRUE(prefs().getPreference(kScopesPreference, false));
-}
-
-TEST_F(ManagerComputeTest, WithoutAComputeServiceTheProgramIsNullAndThePreferenceStillEndsTrue) {
+// Without a compute service the program is null, and that null is cached
+// like any result; the preference ends true either way.
+TEST_F(ManagerComputeTest, ThePreferenceIsFalseWhileBuildingAndTrueAfterEvenWithoutAComputeService) {
     m_os->setCompute(nullptr);
-    writeKernel("K.cl", "kernel");
+    writeShader("K.cl", "kernel");
     prefs().setPreference(kScopesPreference, false);
     Manager& m = start();
     EXPECT_FALSE(m.getGPUComputeContext());
     EXPECT_FALSE(m.getGPUProgram(L"K.cl", false));
     EXPECT_TRUE(prefs().getPreference(kScopesPreference, false));
-    // The null result is an entry like any other: asked again, nothing is built.
+
     m_os->setCompute(&m_compute);
     EXPECT_FALSE(m.getGPUProgram(L"K.cl", false));
-    EXPECT_EQ(m_compute.context->builds.load(), 0);
+    EXPECT_EQ(builds(), 0);
     EXPECT_TRUE(m.getGPUProgram(L"K.cl", true));
+    EXPECT_TRUE(m.getGPUProgram(L"K.cl", true));
+    EXPECT_THAT(m_compute.context->preferenceAtBuild, ElementsAre(false, false));
+    prefs().reload(); // and it was written to the preferences file
+    EXPECT_TRUE(prefs().getPreference(kScopesPreference, false));
 }
 
-TEST_F(ManagerComputeTest, TheFileNameIsAppendedToTheShadersDirectoryAsItIs) {
-    std::filesystem::create_directories(m_shaders / "kernels");
-    writeKernel("kernels/Sub.cl", "in a sub-directory");
-    Manager& m = start();
-    EXPECT_TRUE(m.getGPUProgram(L"kernels/Sub.cl", false));
-    EXPECT_THAT(m_compute.context->lastLines, ElementsAre("in a sub-directory"));
-}
-
-TEST_F(ManagerComputeTest, AMissingFileGivesTheServiceNoLinesAndIsLogged) {
-    Manager& m = start();
-    EXPECT_FALSE(m.getGPUProgram(L"Missing.cl", false));
-    EXPECT_EQ(m_compute.context->builds.load(), 1);
-    EXPECT_TRUE(m_compute.context->lastLines.empty());
-    EXPECT_THAT(logLines(), Contains(AllOf(StartsWith("Manager : "), HasSubstr("Missing.cl"))));
-}
-
-TEST_F(ManagerComputeTest, AFileOf65535LinesIsReadWhole) {
+// The line index is 16 bits wide: 65,535 lines are read whole, and 65,536
+// are refused rather than looping forever.
+TEST_F(ManagerComputeTest, KernelFilesMustStayBelow65536Lines) {
     std::string text;
     for (int i = 0; i < 65535; ++i) text += "// " + std::to_string(i) + "\n";
-    writeKernel("Long.cl", text);
+    writeShader("Long.cl", text);
+    writeShader("TooLong.cl", text + "x\n");
     Manager& m = start();
     EXPECT_TRUE(m.getGPUProgram(L"Long.cl", false));
-    ASSERT_EQ(m_compute.context->lastLines.size(), 65535u);
-    EXPECT_EQ(m_compute.context->lastLines.back(), "// 65534");
-}
+    ASSERT_EQ(lastLines().size(), 65535u);
+    EXPECT_EQ(lastLines().back(), "// 65534");
 
-TEST_F(ManagerComputeTest, AFileOf65536LinesIsRefusedInsteadOfLoopingForever) {
-    std::string text;
-    for (int i = 0; i < 65536; ++i) text += "x\n";
-    writeKernel("TooLong.cl", text);
     prefs().setPreference(kScopesPreference, false);
-    Manager& m = start();
     clearLog();
     EXPECT_FALSE(m.getGPUProgram(L"TooLong.cl", false));
-    EXPECT_EQ(m_compute.context->builds.load(), 0);
+    EXPECT_EQ(builds(), 1);
     EXPECT_TRUE(prefs().getPreference(kScopesPreference, false));
     EXPECT_THAT(logLines(), ElementsAre("Manager : kernel file " + (m_shaders / "TooLong.cl").string() +
                                         " has 65536 lines; kernel files must stay below 65,536 lines\n"));
@@ -293,19 +249,17 @@ TEST_F(ManagerComputeTest, AFileOf65536LinesIsRefusedInsteadOfLoopingForever) {
 
 // --- on the real OpenCL service ---
 
-class ManagerOpenCLTest : public ManagerTest {
+class ManagerOpenCLTest : public ManagerComputeTest {
 protected:
     void SetUp() override {
-        ManagerTest::SetUp();
-        m_prefs = std::make_unique<ScopedPreferences>(m_root / "config");
+        ManagerComputeTest::SetUp();
         m_os->setCompute(LinuxServices::instance().compute());
         m_context = start().getGPUComputeContext();
         if (!m_context) GTEST_SKIP() << "no OpenCL platform or device here (install pocl-opencl-icd)";
     }
     void TearDown() override {
         m_context = nullptr;
-        ManagerTest::TearDown();
-        m_prefs.reset();
+        ManagerComputeTest::TearDown();
     }
     Ptr<iGPUBuffer> buffer(size_t bytes) {
         std::string error;
@@ -314,7 +268,6 @@ protected:
         return b;
     }
 
-    std::unique_ptr<ScopedPreferences> m_prefs;
     Ptr<iGPUComputeContext> m_context;
 };
 
@@ -331,18 +284,17 @@ TEST_F(ManagerOpenCLTest, AKernelFileBuildsAndItsKernelRunsOnABuffer) {
     EXPECT_FALSE(m_context->getDeviceDescription().empty());
 
     std::vector<int32_t> values(1000);
-    for (size_t i = 0; i < values.size(); ++i) values[i] = int32_t(i);
-    const Ptr<iGPUBuffer> b = buffer(values.size() * sizeof(int32_t));
-    ASSERT_TRUE(b->write(values.data(), values.size() * sizeof(int32_t)));
+    std::iota(values.begin(), values.end(), 0);
+    const size_t bytes = values.size() * sizeof(int32_t);
+    const Ptr<iGPUBuffer> b = buffer(bytes);
+    ASSERT_TRUE(b->write(values.data(), bytes));
     std::string error;
     // A local size that does not divide the count: the global size is rounded up.
     GPUWorkSize size = GPUWorkSize::of(values.size());
     size.local[0] = 64;
-    ASSERT_TRUE(
-        program->run("add", {GPUKernelArg::of(b), GPUKernelArg::of(7), GPUKernelArg::of(int32_t(values.size()))}, size, error))
-        << error;
+    ASSERT_TRUE(program->run("add", {GPUKernelArg::of(b), GPUKernelArg::of(7), GPUKernelArg::of(1000)}, size, error)) << error;
     std::vector<int32_t> out(values.size());
-    ASSERT_TRUE(b->read(out.data(), out.size() * sizeof(int32_t)));
+    ASSERT_TRUE(b->read(out.data(), bytes));
     for (size_t i = 0; i < out.size(); ++i) ASSERT_EQ(out[i], int32_t(i) + 7) << i;
 
     // Ranges are checked; clear zeroes the whole buffer.
@@ -399,48 +351,48 @@ TEST_F(ManagerOpenCLTest, LaunchErrorsNameTheKernelAndTheReason) {
     writeShader("Add.cl", kAddKernel);
     const Ptr<iGPUProgram> program = Manager::instance().getGPUProgram(L"Add.cl", false);
     ASSERT_TRUE(program);
+    const auto failure = [&](const char* kernel, const std::vector<GPUKernelArg>& args, size_t items = 1) {
+        std::string error;
+        EXPECT_FALSE(program->run(kernel, args, GPUWorkSize::of(items), error)) << kernel;
+        return error;
+    };
     const Ptr<iGPUBuffer> b = buffer(64);
-    std::string error;
-    EXPECT_FALSE(program->run("nope", {}, GPUWorkSize::of(1), error));
-    EXPECT_THAT(error, AllOf(HasSubstr("kernel 'nope'"), HasSubstr("the program has: add")));
-    EXPECT_FALSE(program->run("add", {GPUKernelArg::of(b)}, GPUWorkSize::of(1), error));
-    EXPECT_EQ(error, "kernel 'add' takes 3 arguments, not 1");
-    EXPECT_FALSE(program->run("add", {GPUKernelArg::of(3), GPUKernelArg::of(1), GPUKernelArg::of(1)}, GPUWorkSize::of(1), error));
-    EXPECT_THAT(error, HasSubstr("kernel 'add' argument 0"));
+    const auto one = GPUKernelArg::of(1);
+    EXPECT_THAT(failure("nope", {}), AllOf(HasSubstr("kernel 'nope'"), HasSubstr("the program has: add")));
+    EXPECT_EQ(failure("add", {GPUKernelArg::of(b)}), "kernel 'add' takes 3 arguments, not 1");
+    EXPECT_THAT(failure("add", {GPUKernelArg::of(3), one, one}), HasSubstr("kernel 'add' argument 0"));
     // Memory of another context, or not OpenCL memory at all.
     const Ptr<iGPUComputeContext> other = LinuxServices::instance().compute()->createComputeContext(0);
     ASSERT_TRUE(other);
-    const Ptr<iGPUBuffer> foreign = other->createBuffer(64, error);
-    EXPECT_FALSE(
-        program->run("add", {GPUKernelArg::of(foreign), GPUKernelArg::of(1), GPUKernelArg::of(1)}, GPUWorkSize::of(1), error));
-    EXPECT_EQ(error, "kernel 'add' argument 0: not a buffer of this compute context");
-    EXPECT_FALSE(program->run("add", {GPUKernelArg::of(Ptr<iGPUComputeImage>()), GPUKernelArg::of(1), GPUKernelArg::of(1)},
-                              GPUWorkSize::of(1), error));
-    EXPECT_EQ(error, "kernel 'add' argument 0: not an image of this compute context");
-    EXPECT_FALSE(program->run("add", {GPUKernelArg::of(b), GPUKernelArg::of(1), GPUKernelArg::of(1)}, GPUWorkSize::of(0), error));
-    EXPECT_THAT(error, HasSubstr("an empty work size"));
+    std::string error;
+    EXPECT_EQ(failure("add", {GPUKernelArg::of(other->createBuffer(64, error)), one, one}),
+              "kernel 'add' argument 0: not a buffer of this compute context");
+    EXPECT_EQ(failure("add", {GPUKernelArg::of(Ptr<iGPUComputeImage>()), one, one}),
+              "kernel 'add' argument 0: not an image of this compute context");
+    EXPECT_THAT(failure("add", {GPUKernelArg::of(b), one, one}, 0), HasSubstr("an empty work size"));
     EXPECT_FALSE(m_context->createBuffer(0, error));
 }
 
-TEST_F(ManagerOpenCLTest, AKernelWithASyntaxErrorReportsItsBuildLog) {
+// Neither a syntax error nor an empty file builds; the failure is reported
+// once, with the compiler's log for the file's own line numbers.
+TEST_F(ManagerOpenCLTest, KernelFilesThatDoNotBuildSayWhyOnce) {
     writeShader("Broken.cl", "kernel void broken(global int* a) {\n    a[0] = 1\n    a[1] = undeclared;\n}\n");
+    writeShader("Empty.cl", "");
     clearLog();
     Manager& m = Manager::instance();
     EXPECT_FALSE(m.getGPUProgram(L"Broken.cl", false));
     const std::string log = m_context->getLastBuildLog().str();
-    EXPECT_THAT(log, HasSubstr("error"));
-    EXPECT_THAT(log, HasSubstr(":2:")); // the file's own line numbers
-    EXPECT_THAT(log, HasSubstr("undeclared"));
+    EXPECT_THAT(log, AllOf(HasSubstr("error"), HasSubstr(":2:"), HasSubstr("undeclared")));
     const auto lines = logLines();
     ASSERT_GE(lines.size(), 2u);
-    EXPECT_THAT(lines[0], StartsWith("OpenCL : the program does not build on "));
-    EXPECT_THAT(lines[0], HasSubstr("CL_BUILD_PROGRAM_FAILURE (-11)"));
+    EXPECT_THAT(lines[0],
+                AllOf(StartsWith("OpenCL : the program does not build on "), HasSubstr("CL_BUILD_PROGRAM_FAILURE (-11)")));
     for (size_t i = 1; i < lines.size(); ++i) EXPECT_THAT(lines[i], StartsWith("   ")) << i;
     EXPECT_THAT(lines, Contains(HasSubstr("undeclared")));
-    // Cached: no second build and no second report.
     clearLog();
-    EXPECT_FALSE(m.getGPUProgram(L"Broken.cl", false));
-    EXPECT_THAT(logLines(), ElementsAre());
+    EXPECT_FALSE(m.getGPUProgram(L"Broken.cl", false)); // cached: no second build, no second report
+    EXPECT_FALSE(m.getGPUProgram(L"Empty.cl", false));
+    EXPECT_THAT(logLines(), ElementsAre("OpenCL : the program has no source text\n"));
 }
 
 TEST_F(ManagerOpenCLTest, TheShippedScopesKernelsBuild) {
@@ -450,13 +402,6 @@ TEST_F(ManagerOpenCLTest, TheShippedScopesKernelsBuild) {
     EXPECT_THAT(program->getKernelNames(),
                 ::testing::UnorderedElementsAre("scopes_columns_rgba8", "scopes_columns_rgba16", "scopes_columns_rgba16f",
                                                 "scopes_columns_rgba32f", "scopes_histograms"));
-}
-
-TEST_F(ManagerOpenCLTest, AnEmptyKernelFileDoesNotBuild) {
-    writeShader("Empty.cl", "");
-    clearLog();
-    EXPECT_FALSE(Manager::instance().getGPUProgram(L"Empty.cl", false));
-    EXPECT_THAT(logLines(), ElementsAre("OpenCL : the program has no source text\n"));
 }
 
 } // namespace
