@@ -53,23 +53,18 @@ TEST_F(ManagerTest, ReorderEffectsAreBuiltOnceAndSharedByKey) {
     EXPECT_THAT(logLines(true), ::testing::ElementsAre()); // run-time effects log nothing
 }
 
-TEST_F(ManagerTest, AReorderKeyThatNamesADiskEffectGivesTheDiskEffect) {
+// A reorder key or a createShaderFromCode name that is already filed gives
+// or keeps the disk effect; a run-time effect that fails is not filed.
+TEST_F(ManagerTest, RunTimeEffectsLeaveDiskEffectsOfTheirNameFiledAndFailuresUnfiled) {
     writeShader("BGRARGBA.fx", effectText());
-    UIBackgroundTasksQueue::instance().setPaused(true);
-    Manager& m = start();
-    const Ptr<ShaderEffectInfo> disk = m.findEffect("bgrargba", false);
-    EXPECT_EQ(m.buildReorderEffect("bgra", "rgba", ""), disk);
-    EXPECT_TRUE(m_gpu->compiles().empty());
-}
-
-TEST_F(ManagerTest, CreateShaderFromCodeKeepsAnExistingNameAndDoesNotFileFailures) {
     writeShader("Grey.fx", effectText());
     UIBackgroundTasksQueue::instance().setPaused(true);
     Manager& m = start();
+    EXPECT_EQ(m.buildReorderEffect("bgra", "rgba", ""), m.findEffect("bgrargba", false));
+    EXPECT_TRUE(m_gpu->compiles().empty());
     const Ptr<ShaderEffectInfo> disk = m.findEffect("grey", false);
     const auto lines = TextFile::fromText(effectText()).lines();
-    const Ptr<iShaderEffect> made = m.createShaderFromCode("GREY", lines);
-    EXPECT_TRUE(made);
+    EXPECT_TRUE(m.createShaderFromCode("GREY", lines));
     EXPECT_EQ(m.findEffect("grey", false), disk);
 
     m_gpu->failNextCompile({{"no", 0}});
