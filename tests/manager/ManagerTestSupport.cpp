@@ -65,16 +65,15 @@ void ManagerFixture::TearDown() {
     fs::remove_all(m_root, ec);
 }
 
-std::string ManagerFixture::writeShader(const std::string& name, const std::string& text) {
-    const fs::path path = m_shaders / name;
+static std::string writeFile(const fs::path& path, const std::string& text) {
     std::ofstream(path) << text;
     return path.string();
 }
-
+std::string ManagerFixture::writeShader(const std::string& name, const std::string& text) {
+    return writeFile(m_shaders / name, text);
+}
 std::string ManagerFixture::writeTemplate(const std::string& name, const std::string& text) {
-    const fs::path path = m_templates / name;
-    std::ofstream(path) << text;
-    return path.string();
+    return writeFile(m_templates / name, text);
 }
 
 void ManagerFixture::setStamp(const std::string& path, int seconds) {
