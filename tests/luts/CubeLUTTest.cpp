@@ -1,6 +1,7 @@
 // The .cube reader: the dialects colour tools write, files written by
 // OpenColorIO's ociobakelut, and every kind of malformed file.
 #include "LUTTestSupport.h"
+#include "support/ScopedLocale.h"
 
 #include "host/CubeLUT.h"
 #include "host/Log.h"
@@ -8,9 +9,9 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cmath>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 using namespace QfLUTTest;
@@ -18,13 +19,6 @@ using namespace QfLUTTest;
 namespace {
 
 std::string fixture(const std::string& name) { return std::string(QFFX_TEST_DATA_DIR) + "luts/" + name; }
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
 
 const std::string kIdentity2Rows = "0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n";
 
@@ -44,115 +38,87 @@ RGB cdl(const RGB& in) {
 
 } // namespace
 
-struct GoodFile {
-    const char* what;
-    std::string text;
-    int side;      // of the 3D image
-    RGB lastEntry; // at the top corner
-};
-
-class CubeReaderGood : public ::testing::TestWithParam<GoodFile> {};
-
-TEST_P(CubeReaderGood, ReadsTheTable) {
-    const CubeLUT::Result r = CubeLUT::read(GetParam().text);
-    ASSERT_TRUE(r.image) << r.error << " at line " << r.line;
-    const int n = GetParam().side;
-    EXPECT_EQ(r.image->getWidth(), n);
-    EXPECT_EQ(r.image->getHeight(), n);
-    EXPECT_EQ(r.image->getDepth(), n);
-    EXPECT_EQ(r.image->getChannels(), 3);
-    const RGB top = entry(*r.image, n - 1, n - 1, n - 1);
-    for (size_t c = 0; c < 3; ++c) EXPECT_NEAR(top[c], GetParam().lastEntry[c], 1e-6f);
-    // Entry 1 is red's second lattice point: red runs fastest.
-    EXPECT_GT(entry(*r.image, 1, 0, 0)[0], entry(*r.image, 0, 1, 0)[0]);
+TEST(CubeReader, ReadsTheDialectsThatColourToolsWrite) {
+    struct Case {
+        const char* what;
+        std::string text;
+        int side;      // of the 3D image
+        RGB lastEntry; // at the top corner
+    };
+    const Case cases[] = {
+        {"plain", "LUT_3D_SIZE 2\n" + kIdentity2Rows, 2, {1, 1, 1}},
+        {"title comments blanks",
+         "# made by hand\nTITLE \"A # title\"\n\n  # indented comment\nLUT_3D_SIZE 2 # size\n\n" + kIdentity2Rows + "\n# end\n",
+         2,
+         {1, 1, 1}},
+        {"CRLF and BOM",
+         "\xEF\xBB\xBFTITLE \"x\"\r\nLUT_3D_SIZE 2\r\n0 0 0\r\n1 0 0\r\n0 1 0\r\n1 1 0\r\n0 0 1\r\n1 0 1\r\n0 1 1\r\n1 1 1\r\n",
+         2,
+         {1, 1, 1}},
+        {"tabs, signs, exponents, no final newline",
+         "LUT_3D_SIZE\t2\n+0 -0 0\n1e0 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n\t1.0\t100e-2  0.5E+1",
+         2,
+         {1, 1, 5}},
+        {"other dialect keywords", "LUT_3D_INPUT_RANGE 0 1\nLUT_3D_SIZE 2\nLUT_SOMETHING_NEW 7\n" + kIdentity2Rows, 2, {1, 1, 1}},
+        {"values beyond 0..1", "LUT_3D_SIZE 2\n-0.5 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n4 4 4\n", 2, {4, 4, 4}},
+        {"1D", "LUT_1D_SIZE 3\n0 0 0\n0.25 0.5 0.75\n1 0.9 0.8\n", 3, {1, 0.9f, 0.8f}},
+        {"1D of 2", "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n", 2, {1, 1, 1}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const CubeLUT::Result r = CubeLUT::read(c.text);
+        ASSERT_TRUE(r.image) << r.error << " at line " << r.line;
+        const int n = c.side;
+        EXPECT_EQ((std::array{r.image->getWidth(), r.image->getHeight(), r.image->getDepth()}), (std::array{n, n, n}));
+        EXPECT_EQ(r.image->getChannels(), 3);
+        const RGB top = entry(*r.image, n - 1, n - 1, n - 1);
+        for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(top[i], c.lastEntry[i], 1e-6f);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Dialects, CubeReaderGood,
-    ::testing::Values(GoodFile{"plain", "LUT_3D_SIZE 2\n" + kIdentity2Rows, 2, {1, 1, 1}},
-                      GoodFile{"title comments blanks",
-                               "# made by hand\nTITLE \"A # title\"\n\n  # indented comment\nLUT_3D_SIZE 2 # size\n\n" +
-                                   kIdentity2Rows + "\n# end\n",
-                               2,
-                               {1, 1, 1}},
-                      GoodFile{"CRLF and BOM",
-                               "\xEF\xBB\xBFTITLE \"x\"\r\nLUT_3D_SIZE 2\r\n0 0 0\r\n1 0 0\r\n0 1 0\r\n1 1 0\r\n0 0 1\r\n1 0 "
-                               "1\r\n0 1 1\r\n1 1 1\r\n",
-                               2,
-                               {1, 1, 1}},
-                      GoodFile{"tabs, signs, exponents, no final newline",
-                               "LUT_3D_SIZE\t2\n+0 -0 0\n1e0 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n\t1.0\t100e-2  0.5E+1",
-                               2,
-                               {1, 1, 5}},
-                      GoodFile{"other dialect keywords",
-                               "LUT_3D_INPUT_RANGE 0 1\nLUT_3D_SIZE 2\nLUT_SOMETHING_NEW 7\n" + kIdentity2Rows,
-                               2,
-                               {1, 1, 1}},
-                      GoodFile{"values beyond 0..1",
-                               "LUT_3D_SIZE 2\n-0.5 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n4 4 4\n",
-                               2,
-                               {4, 4, 4}},
-                      GoodFile{"1D", "LUT_1D_SIZE 3\n0 0 0\n0.25 0.5 0.75\n1 0.9 0.8\n", 3, {1, 0.9f, 0.8f}},
-                      GoodFile{"1D of 2", "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n", 2, {1, 1, 1}}),
-    [](const auto& info) {
-        std::string name = info.param.what;
-        for (char& c : name)
-            if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-        return name;
-    });
-
-struct BadFile {
-    const char* what;
-    std::string text;
-    const char* error; // the start of the message
-    unsigned line;
-};
-
-class CubeReaderBad : public ::testing::TestWithParam<BadFile> {};
-
-TEST_P(CubeReaderBad, GivesNoImageAndSaysWhatAndWhere) {
-    const CubeLUT::Result r = CubeLUT::read(GetParam().text);
-    EXPECT_FALSE(r.image);
-    EXPECT_TRUE(r.error.starts_with(GetParam().error)) << r.error;
-    EXPECT_EQ(r.line, GetParam().line) << r.error;
+TEST(CubeReader, AMalformedFileGivesNoImageAndSaysWhatAndWhere) {
+    struct Case {
+        const char* what;
+        std::string text;
+        const char* error; // the start of the message
+        unsigned line;
+    };
+    const Case cases[] = {
+        {"empty", "", "no LUT_3D_SIZE or LUT_1D_SIZE", 1},
+        {"only comments", "# nothing\n\n", "no LUT_3D_SIZE or LUT_1D_SIZE", 2},
+        {"truncated", "LUT_3D_SIZE 2\n0 0 0\n1 0 0\n0 1 0\n", "too few rows: 3 of 8", 4},
+        {"truncated inside a row", "LUT_3D_SIZE 2\n0 0 0\n1 0", "a table row has 3 numbers, not 2", 3},
+        {"too many rows", "LUT_3D_SIZE 2\n" + kIdentity2Rows + "0 0 0\n", "too many rows (the table has 8)", 10},
+        {"four numbers", "LUT_3D_SIZE 2\n0 0 0 0\n", "a table row has 3 numbers, not 4", 2},
+        {"bad number", "LUT_3D_SIZE 2\n0 0 0\n1 0,5 0\n", "bad number '0,5'", 3},
+        {"trailing junk", "LUT_3D_SIZE 2\n0 0 0f\n", "bad number '0f'", 2},
+        {"NaN", "LUT_3D_SIZE 2\n0 nan 0\n", "bad number 'nan'", 2},
+        {"negative infinity", "LUT_3D_SIZE 2\n0 -inf 0\n", "bad number '-inf'", 2},
+        {"overflowing number", "LUT_3D_SIZE 2\n0 1e999 0\n", "bad number '1e999'", 2},
+        {"size 1", "LUT_3D_SIZE 1\n0 0 0\n", "LUT_3D_SIZE 1 is out of range (2 to 256)", 1},
+        {"size 257", "LUT_3D_SIZE 257\n", "LUT_3D_SIZE 257 is out of range", 1},
+        {"huge size", "LUT_3D_SIZE 99999999999999999999\n", "LUT_3D_SIZE takes one whole number", 1},
+        {"1D size 1", "LUT_1D_SIZE 1\n0 0 0\n", "LUT_1D_SIZE 1 is out of range (2 to 65536)", 1},
+        {"size without number", "LUT_3D_SIZE\n", "LUT_3D_SIZE takes one whole number", 1},
+        {"fractional size", "LUT_3D_SIZE 2.5\n", "LUT_3D_SIZE takes one whole number", 1},
+        {"two sizes", "LUT_1D_SIZE 2\nLUT_3D_SIZE 2\n", "LUT_3D_SIZE after a table size", 2},
+        {"row before size", "0 0 0\nLUT_3D_SIZE 2\n", "a table row before LUT_3D_SIZE", 1},
+        {"keyword after rows", "LUT_3D_SIZE 2\n0 0 0\nDOMAIN_MIN 0 0 0\n", "keyword 'DOMAIN_MIN' after the table rows", 3},
+        {"short domain", "DOMAIN_MIN 0 0\nLUT_3D_SIZE 2\n", "DOMAIN_MIN takes 3 numbers, not 2", 1},
+        {"empty domain", "LUT_3D_SIZE 2\nDOMAIN_MIN 0 1 0\nDOMAIN_MAX 1 1 1\n" + kIdentity2Rows,
+         "the domain minimum must lie below its maximum", 3},
+        {"range tag with a value", "LUT_IN_VIDEO_RANGE 1\n", "LUT_IN_VIDEO_RANGE takes nothing", 1},
+        {"lowercase keyword", "lut_3d_size 2\n", "unexpected text 'lut_3d_size'", 1},
+        {"binary garbage", std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16), "unexpected text '?PNG'", 1},
+        {"lying header", "LUT_3D_SIZE 256\n0 0 0\n", "too few rows: 1 of 16777216", 2},
+    };
+    for (const Case& c : cases) {
+        const CubeLUT::Result r = CubeLUT::read(c.text);
+        EXPECT_FALSE(r.image) << c.what;
+        EXPECT_TRUE(r.error.starts_with(c.error)) << c.what << ": " << r.error;
+        EXPECT_EQ(r.line, c.line) << c.what << ": " << r.error;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Malformed, CubeReaderBad,
-    ::testing::Values(
-        BadFile{"empty", "", "no LUT_3D_SIZE or LUT_1D_SIZE", 1},
-        BadFile{"only comments", "# nothing\n\n", "no LUT_3D_SIZE or LUT_1D_SIZE", 2},
-        BadFile{"truncated", "LUT_3D_SIZE 2\n0 0 0\n1 0 0\n0 1 0\n", "too few rows: 3 of 8", 4},
-        BadFile{"truncated inside a row", "LUT_3D_SIZE 2\n0 0 0\n1 0", "a table row has 3 numbers, not 2", 3},
-        BadFile{"too many rows", "LUT_3D_SIZE 2\n" + kIdentity2Rows + "0 0 0\n", "too many rows (the table has 8)", 10},
-        BadFile{"four numbers", "LUT_3D_SIZE 2\n0 0 0 0\n", "a table row has 3 numbers, not 4", 2},
-        BadFile{"bad number", "LUT_3D_SIZE 2\n0 0 0\n1 0,5 0\n", "bad number '0,5'", 3},
-        BadFile{"trailing junk", "LUT_3D_SIZE 2\n0 0 0f\n", "bad number '0f'", 2},
-        BadFile{"NaN", "LUT_3D_SIZE 2\n0 nan 0\n", "bad number 'nan'", 2},
-        BadFile{"negative infinity", "LUT_3D_SIZE 2\n0 -inf 0\n", "bad number '-inf'", 2},
-        BadFile{"overflowing number", "LUT_3D_SIZE 2\n0 1e999 0\n", "bad number '1e999'", 2},
-        BadFile{"size 1", "LUT_3D_SIZE 1\n0 0 0\n", "LUT_3D_SIZE 1 is out of range (2 to 256)", 1},
-        BadFile{"size 257", "LUT_3D_SIZE 257\n", "LUT_3D_SIZE 257 is out of range", 1},
-        BadFile{"huge size", "LUT_3D_SIZE 99999999999999999999\n", "LUT_3D_SIZE takes one whole number", 1},
-        BadFile{"1D size 1", "LUT_1D_SIZE 1\n0 0 0\n", "LUT_1D_SIZE 1 is out of range (2 to 65536)", 1},
-        BadFile{"size without number", "LUT_3D_SIZE\n", "LUT_3D_SIZE takes one whole number", 1},
-        BadFile{"fractional size", "LUT_3D_SIZE 2.5\n", "LUT_3D_SIZE takes one whole number", 1},
-        BadFile{"two sizes", "LUT_1D_SIZE 2\nLUT_3D_SIZE 2\n", "LUT_3D_SIZE after a table size", 2},
-        BadFile{"row before size", "0 0 0\nLUT_3D_SIZE 2\n", "a table row before LUT_3D_SIZE", 1},
-        BadFile{"keyword after rows", "LUT_3D_SIZE 2\n0 0 0\nDOMAIN_MIN 0 0 0\n", "keyword 'DOMAIN_MIN' after the table rows", 3},
-        BadFile{"short domain", "DOMAIN_MIN 0 0\nLUT_3D_SIZE 2\n", "DOMAIN_MIN takes 3 numbers, not 2", 1},
-        BadFile{"empty domain", "LUT_3D_SIZE 2\nDOMAIN_MIN 0 1 0\nDOMAIN_MAX 1 1 1\n" + kIdentity2Rows,
-                "the domain minimum must lie below its maximum", 3},
-        BadFile{"range tag with a value", "LUT_IN_VIDEO_RANGE 1\n", "LUT_IN_VIDEO_RANGE takes nothing", 1},
-        BadFile{"lowercase keyword", "lut_3d_size 2\n", "unexpected text 'lut_3d_size'", 1},
-        BadFile{"binary garbage", std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16), "unexpected text '?PNG'", 1},
-        BadFile{"lying header", "LUT_3D_SIZE 256\n0 0 0\n", "too few rows: 1 of 16777216", 2}),
-    [](const auto& info) {
-        std::string name = info.param.what;
-        for (char& c : name)
-            if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-        return name;
-    });
 
 TEST(CubeReader, LogsTheFileTheLineAndTheFault) {
     std::string logged;
@@ -214,7 +180,8 @@ TEST(CubeReader, ReadsWhatOpenColorIOWrote) {
 
 TEST(CubeReader, LongOneDimensionalTablesAreSampledOntoA65PointLattice) {
     // ociobakelut wrote a separable transform as a 1D table of 128 points.
-    const std::string text = readFile(fixture("ocio_resolve_1d_128.cube"));
+    std::ifstream file(fixture("ocio_resolve_1d_128.cube"), std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
     const CubeLUT::Result r = CubeLUT::read(text);
     ASSERT_TRUE(r.image) << r.error;
     EXPECT_EQ(r.size, 128);
@@ -269,17 +236,12 @@ TEST(CubeReader, VideoRangeTagsMapFullRangeColoursThroughVideoLevels) {
 }
 
 TEST(CubeReader, NumbersIgnoreTheCLocale) {
-    const char* previous = std::setlocale(LC_ALL, nullptr);
-    const std::string saved = previous ? previous : "C";
-    bool comma = false;
-    for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8", "de_DE"})
-        if (std::setlocale(LC_ALL, name)) {
-            comma = true;
-            break;
-        }
-    if (!comma) GTEST_SKIP() << "no comma-decimal locale installed";
-    const CubeLUT::Result r = CubeLUT::read("LUT_3D_SIZE 2\nDOMAIN_MAX 0.5 0.5 0.5\n" + kIdentity2Rows);
-    std::setlocale(LC_ALL, saved.c_str());
+    CubeLUT::Result r;
+    {
+        const QfTest::ScopedLocale comma(QfTest::kCommaLocale);
+        if (!comma.active()) GTEST_SKIP() << "no comma-decimal locale installed";
+        r = CubeLUT::read("LUT_3D_SIZE 2\nDOMAIN_MAX 0.5 0.5 0.5\n" + kIdentity2Rows);
+    }
     ASSERT_TRUE(r.image) << r.error;
     EXPECT_FLOAT_EQ(r.image->getLUTMapping().inScale[0], 2.0f);
 }

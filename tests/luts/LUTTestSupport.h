@@ -24,8 +24,8 @@ inline std::string number(float v) {
 }
 
 // A 3D table of side n whose entry at (r, g, b) indices is f(r, g, b), red fastest.
-inline std::string cube3D(int n, const std::function<RGB(int, int, int)>& f, const std::string& header = {}) {
-    std::string text = header + "LUT_3D_SIZE " + std::to_string(n) + "\n";
+inline std::string cube3D(int n, const std::function<RGB(int, int, int)>& f) {
+    std::string text = "LUT_3D_SIZE " + std::to_string(n) + "\n";
     for (int b = 0; b < n; ++b)
         for (int g = 0; g < n; ++g)
             for (int r = 0; r < n; ++r) {
@@ -35,14 +35,9 @@ inline std::string cube3D(int n, const std::function<RGB(int, int, int)>& f, con
     return text;
 }
 
-inline std::string identity3D(int n, const std::string& header = {}) {
+inline std::string identity3D(int n) {
     const float s = 1.0f / float(n - 1);
-    return cube3D(
-        n,
-        [s](int r, int g, int b) {
-            return RGB{r * s, g * s, b * s};
-        },
-        header);
+    return cube3D(n, [s](int r, int g, int b) { return RGB{r * s, g * s, b * s}; });
 }
 
 // Random entries: the steepest table there is, where interpolation methods differ most.
@@ -57,14 +52,14 @@ inline RGB entry(const HostImage3D& lut, int r, int g, int b) {
     return {t[0], t[1], t[2]};
 }
 
-// The lattice position of a colour (in lattice steps), as the mapping says.
-inline RGB position(const HostImage3D& lut, const LUTMapping& m, const RGB& rgb) {
-    RGB p;
+// The lattice cell of a colour as the mapping places it: the cell's lowest
+// corner `at` and the fractions `f` across it.
+inline void cell(const HostImage3D& lut, const LUTMapping& m, const RGB& rgb, int at[3], float f[3]) {
     for (size_t c = 0; c < 3; ++c) {
-        const float coordinate = std::clamp(rgb[c] * m.inScale[c] + m.inOffset[c], 0.0f, 1.0f);
-        p[c] = coordinate * float(lut.getWidth() - 1);
+        const float p = std::clamp(rgb[c] * m.inScale[c] + m.inOffset[c], 0.0f, 1.0f) * float(lut.getWidth() - 1);
+        at[c] = std::min(int(p), lut.getWidth() - 2);
+        f[c] = p - float(at[c]);
     }
-    return p;
 }
 
 inline RGB output(const LUTMapping& m, RGB v) {
@@ -72,26 +67,17 @@ inline RGB output(const LUTMapping& m, RGB v) {
     return v;
 }
 
-// Trilinear: interpolate along red, then green, then blue.
+// Trilinear: the eight corners of the cell, each weighted by the product of
+// its fractions.
 inline RGB trilinear(const HostImage3D& lut, const LUTMapping& m, const RGB& rgb) {
-    const RGB p = position(lut, m, rgb);
-    const int n = lut.getWidth();
-    int i[3];
+    int at[3];
     float f[3];
-    for (size_t c = 0; c < 3; ++c) {
-        i[c] = std::min(int(p[c]), n - 2);
-        f[c] = p[c] - float(i[c]);
-    }
+    cell(lut, m, rgb, at, f);
     RGB out{};
     for (int corner = 0; corner < 8; ++corner) {
-        float w = 1;
-        int at[3];
-        for (int c = 0; c < 3; ++c) {
-            const bool up = (corner >> c) & 1;
-            at[c] = i[c] + up;
-            w *= up ? f[c] : 1 - f[c];
-        }
-        const RGB e = entry(lut, at[0], at[1], at[2]);
+        const int up[3] = {corner & 1, (corner >> 1) & 1, (corner >> 2) & 1};
+        const float w = (up[0] ? f[0] : 1 - f[0]) * (up[1] ? f[1] : 1 - f[1]) * (up[2] ? f[2] : 1 - f[2]);
+        const RGB e = entry(lut, at[0] + up[0], at[1] + up[1], at[2] + up[2]);
         for (size_t c = 0; c < 3; ++c) out[c] += w * e[c];
     }
     return output(m, out);
@@ -100,14 +86,9 @@ inline RGB trilinear(const HostImage3D& lut, const LUTMapping& m, const RGB& rgb
 // Tetrahedral: from the cell's 000 corner, step along the axes in order of
 // decreasing fraction; the weights are the differences of the sorted fractions.
 inline RGB tetrahedral(const HostImage3D& lut, const LUTMapping& m, const RGB& rgb) {
-    const RGB p = position(lut, m, rgb);
-    const int n = lut.getWidth();
     int at[3];
     float f[3];
-    for (size_t c = 0; c < 3; ++c) {
-        at[c] = std::min(int(p[c]), n - 2);
-        f[c] = p[c] - float(at[c]);
-    }
+    cell(lut, m, rgb, at, f);
     int order[3] = {0, 1, 2};
     std::stable_sort(order, order + 3, [&](int a, int b) { return f[a] > f[b]; });
     RGB out{};
