@@ -47,44 +47,42 @@ protected:
     const std::string lut2 = identity3D(2);
 };
 
-struct Naming {
-    const char* file;
-    bool factory;
-    const char* name;
-    const char* category;
-    const char* manufacturer;
-    const char* detail;
-    bool selectable;
-};
-
-class FileLUTNaming : public LUTDirectories, public ::testing::WithParamInterface<Naming> {};
-
-TEST_P(FileLUTNaming, DescribesTheLUTFromItsFileName) {
-    const Naming& n = GetParam();
-    const FileLUT lut(wide((n.factory ? factory : user).path() + n.file));
-    EXPECT_EQ(narrow(lut.getName()), n.name);
-    EXPECT_EQ(narrow(lut.getCategory()), n.category);
-    EXPECT_EQ(narrow(lut.getManufacturer()), n.manufacturer);
-    EXPECT_EQ(narrow(lut.getDetail()), n.detail);
-    EXPECT_EQ(lut.isSelectable(), n.selectable);
-    EXPECT_EQ(narrow(lut.getID()), (n.factory ? factory : user).path() + n.file);
-    EXPECT_TRUE(lut.getDescription().empty());
+TEST_F(LUTDirectories, FileLUTsDescribeThemselvesFromTheirFileNames) {
+    struct Case {
+        const char* file;
+        bool factory;
+        const char* name;
+        const char* category;
+        const char* manufacturer;
+        const char* detail;
+        bool selectable;
+    };
+    const Case cases[] = {
+        {"Look - Maker_A - Film - Warm - Soft.cube", false, "Warm - Soft", "Maker A", "Maker A", "Film", true},
+        {"Look - Maker_A - Film - Warm - Soft.cube", true, "Look - Maker A - Film - Warm - Soft", "Built-in", "", "", true},
+        {"Film_Look.cube", true, "Film Look", "Built-in", "", "", true},
+        {"Look - Maker - Film.cube", false, "Look - Maker - Film", "", "", "", true},
+        {"A - B - C - D.cube", false, "D", "B", "B", "C", true},
+        {"A-B - C - D - E.cube", false, "E", "C", "C", "D", true}, // "-" without blanks does not split
+        {"Input - Rec.709 - ITU - ACES.AP1.cube", false, "ACES.AP1", "Rec.709", "Rec.709", "ITU", false},
+        {"my_ACES.AP0_look.cube", false, "my ACES.AP0 look", "", "", "", false},
+        {"Input - ACES.AP0 - ACES - ACES.AP1.cube", true, "Input - ACES.AP0 - ACES - ACES.AP1", "Built-in", "", "", true},
+        {"A -  - C - D.cube", false, "D", "", "", "C", true},
+        {"no_extension", false, "no extension", "", "", "", true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.file) + (c.factory ? " (factory)" : " (user)"));
+        const std::string path = (c.factory ? factory : user).path() + c.file;
+        const FileLUT lut(wide(path));
+        EXPECT_EQ(narrow(lut.getName()), c.name);
+        EXPECT_EQ(narrow(lut.getCategory()), c.category);
+        EXPECT_EQ(narrow(lut.getManufacturer()), c.manufacturer);
+        EXPECT_EQ(narrow(lut.getDetail()), c.detail);
+        EXPECT_EQ(lut.isSelectable(), c.selectable);
+        EXPECT_EQ(narrow(lut.getID()), path);
+        EXPECT_TRUE(lut.getDescription().empty());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rules, FileLUTNaming,
-    ::testing::Values(
-        Naming{"Look - Maker_A - Film - Warm - Soft.cube", false, "Warm - Soft", "Maker A", "Maker A", "Film", true},
-        Naming{"Look - Maker_A - Film - Warm - Soft.cube", true, "Look - Maker A - Film - Warm - Soft", "Built-in", "", "", true},
-        Naming{"Film_Look.cube", true, "Film Look", "Built-in", "", "", true},
-        Naming{"Look - Maker - Film.cube", false, "Look - Maker - Film", "", "", "", true},
-        Naming{"A - B - C - D.cube", false, "D", "B", "B", "C", true},
-        Naming{"A-B - C - D - E.cube", false, "E", "C", "C", "D", true}, // "-" without blanks does not split
-        Naming{"Input - Rec.709 - ITU - ACES.AP1.cube", false, "ACES.AP1", "Rec.709", "Rec.709", "ITU", false},
-        Naming{"my_ACES.AP0_look.cube", false, "my ACES.AP0 look", "", "", "", false},
-        Naming{"Input - ACES.AP0 - ACES - ACES.AP1.cube", true, "Input - ACES.AP0 - ACES - ACES.AP1", "Built-in", "", "", true},
-        Naming{"A -  - C - D.cube", false, "D", "", "", "C", true},
-        Naming{"no_extension", false, "no extension", "", "", "", true}));
 
 TEST_F(LUTDirectories, CatalogueListsFactoryThenUserFilesInNameOrder) {
     factory.write("b_look.cube", lut2);
@@ -112,16 +110,14 @@ TEST_F(LUTDirectories, CatalogueListsFactoryThenUserFilesInNameOrder) {
     m.addManufacturer(L"Maker1");
     m.addManufacturer(L"Other");
     EXPECT_EQ(m.getManufacturers().size(), 4u);
-}
 
-TEST_F(LUTDirectories, TheSameDirectoryTwiceIsListedOnce) {
-    factory.write("one.cube", lut2);
+    // The same directory twice is listed once; a missing one adds nothing.
     use(factory.path(), factory.path());
-    LUTManager m;
-    EXPECT_EQ(names(m), std::vector<std::string>{"one"});
-    use(factory.path(), "/nonexistent/qffx-luts/"); // a missing user directory adds nothing
     m.refresh();
-    EXPECT_EQ(names(m), std::vector<std::string>{"one"});
+    EXPECT_EQ(names(m), (std::vector<std::string>{"A look", "b look"}));
+    use(factory.path(), "/nonexistent/qffx-luts/");
+    m.refresh();
+    EXPECT_EQ(names(m), (std::vector<std::string>{"A look", "b look"}));
 }
 
 TEST_F(LUTDirectories, CacheHoldsTenAndTheEleventhClearsIt) {
@@ -145,46 +141,37 @@ TEST_F(LUTDirectories, CacheHoldsTenAndTheEleventhClearsIt) {
     EXPECT_NE(m.load(ids[0]), first); // read again
 }
 
-TEST_F(LUTDirectories, UnknownAndBrokenLUTsGiveNothingAndAreNotCached) {
-    QfTest::RecordingGPUService gpu;
+// Without a GPU service, load reads and keeps the host data but gives no
+// image; once there is one, the kept data becomes the GPU image. Unknown and
+// broken files give nothing and are not cached.
+TEST_F(LUTDirectories, LoadKeepsHostDataUntilThereIsAGPUServiceAndCachesNothingUnreadable) {
+    const Wide id = wide(factory.write("ranged.cube", "LUT_IN_VIDEO_RANGE\n" + lut2));
+    const Wide other = wide(factory.write("one.cube", lut2));
     const Wide broken = wide(factory.write("broken.cube", "LUT_3D_SIZE 2\n0 0 0\n"));
-    LUTManager m;
     std::string logged;
     const LogSink previous = setLogSink([&](std::string_view text) { logged += text; });
+    LUTManager m;
+    m.preLoad(id);
+    m.preLoad(id);
+    EXPECT_EQ(m.getCachedCount(), 1u);
+    EXPECT_FALSE(m.load(other));
+    EXPECT_TRUE(m.isCached(other));
+
+    QfTest::RecordingGPUService gpu;
+    const LUTManager::LoadedLUT loaded = m.loadWithMapping(id);
+    EXPECT_TRUE(loaded.image);
+    EXPECT_NEAR(loaded.mapping.inOffset[0], 64.0f / 1023, 1e-7f);
+    EXPECT_TRUE(m.load(other));
     EXPECT_FALSE(m.load(wide(factory.path() + "missing.cube")));
     EXPECT_FALSE(m.load(broken));
     m.preLoad(broken);
-    setLogSink(previous);
-    EXPECT_EQ(m.getCachedCount(), 0u);
-    EXPECT_NE(logged.find("broken.cube line 2: too few rows: 1 of 8"), std::string::npos) << logged;
-}
-
-TEST_F(LUTDirectories, PreLoadKeepsHostDataAndLoadMakesTheGPUImage) {
-    QfTest::RecordingGPUService gpu;
-    const Wide id = wide(factory.write("ranged.cube", "LUT_IN_VIDEO_RANGE\n" + lut2));
-    LUTManager m;
-    m.preLoad(id);
-    m.preLoad(id);
-    EXPECT_EQ(m.getCachedCount(), 1u);
-    const LUTManager::LoadedLUT loaded = m.loadWithMapping(id);
-    ASSERT_TRUE(loaded.image);
-    EXPECT_NEAR(loaded.mapping.inOffset[0], 64.0f / 1023, 1e-7f);
-    EXPECT_EQ(m.getCachedCount(), 1u);
-
-    std::string logged;
-    const LogSink previous = setLogSink([&](std::string_view text) { logged += text; });
+    EXPECT_EQ(m.getCachedCount(), 2u);
     m.reportUsage();
     m.limitUsage();
     m.reportUsage();
     setLogSink(previous);
-    EXPECT_EQ(logged, "LUTManager : 1 luts cached\nLUTManager : 0 luts cached\n");
-}
-
-TEST_F(LUTDirectories, WithoutAGPUServiceLoadGivesNoImage) {
-    const Wide id = wide(factory.write("one.cube", lut2));
-    LUTManager m;
-    EXPECT_FALSE(m.load(id));
-    EXPECT_TRUE(m.isCached(id)); // the host data is kept for when there is one
+    EXPECT_NE(logged.find("broken.cube line 2: too few rows: 1 of 8"), std::string::npos) << logged;
+    EXPECT_NE(logged.find("LUTManager : 2 luts cached\nLUTManager : 0 luts cached\n"), std::string::npos) << logged;
 }
 
 TEST_F(LUTDirectories, ConcurrentLoadsShareTheCache) {
@@ -290,33 +277,22 @@ protected:
 };
 
 TEST_F(ACESChoice, InputAndOutputTransformsByColorimetry) {
-    const char* const inputs[] = {
-        ".AP1.cube",
-        "Input - Rec.601 - ITU - ACES.AP1.cube",
-        "Input - Rec.709 - ITU - ACES.AP1.cube",
-        "Input - Rec.2020 - Rec.709 ITU - ACES.AP1.cube",
-        "Input - Rec.2020 - HLG (1000 nits) - ACES.AP1.cube",
-        "Input - Rec.2020 - ST2084 (1000 nits) - ACES.AP1.cube",
-        "Input - P3 - DCI DCDM - ACES.AP1.cube",
-        "Input - P3 - Display - ACES.AP1.cube",
-        "Input - ACES.AP0 - ACES - ACES.AP1.cube",
-        ".AP1.cube",
-    };
-    const char* const outputs[] = {
-        ".cube",
-        "Output - ACES.AP1 - Rec.601 - ITU.cube",
-        "Output - ACES.AP1 - Rec.709 - ITU.cube",
-        "Output - ACES.AP1 - Rec.2020 - Rec.709 ITU.cube",
-        "Output - ACES.AP1 - Rec.2020 - HLG (1000 nits).cube",
-        "Output - ACES.AP1 - Rec.2020 - ST2084 (1000 nits).cube",
-        "Output - ACES.AP1 - P3 - DCI DCDM.cube",
-        "Output - ACES.AP1 - P3 - Display.cube",
-        "Output - ACES.AP1 - ACES - ACES.AP0.cube",
-        ".cube",
+    const char* const transforms[][2] = {
+        // {input, output} by colorimetry code
+        {".AP1.cube", ".cube"},
+        {"Input - Rec.601 - ITU - ACES.AP1.cube", "Output - ACES.AP1 - Rec.601 - ITU.cube"},
+        {"Input - Rec.709 - ITU - ACES.AP1.cube", "Output - ACES.AP1 - Rec.709 - ITU.cube"},
+        {"Input - Rec.2020 - Rec.709 ITU - ACES.AP1.cube", "Output - ACES.AP1 - Rec.2020 - Rec.709 ITU.cube"},
+        {"Input - Rec.2020 - HLG (1000 nits) - ACES.AP1.cube", "Output - ACES.AP1 - Rec.2020 - HLG (1000 nits).cube"},
+        {"Input - Rec.2020 - ST2084 (1000 nits) - ACES.AP1.cube", "Output - ACES.AP1 - Rec.2020 - ST2084 (1000 nits).cube"},
+        {"Input - P3 - DCI DCDM - ACES.AP1.cube", "Output - ACES.AP1 - P3 - DCI DCDM.cube"},
+        {"Input - P3 - Display - ACES.AP1.cube", "Output - ACES.AP1 - P3 - Display.cube"},
+        {"Input - ACES.AP0 - ACES - ACES.AP1.cube", "Output - ACES.AP1 - ACES - ACES.AP0.cube"},
+        {".AP1.cube", ".cube"},
     };
     for (int c = 0; c <= 9; ++c) {
-        EXPECT_EQ(in(c), std::string("/luts/aces/") + inputs[c]) << c;
-        EXPECT_EQ(out(c), std::string("/luts/aces/") + outputs[c]) << c;
+        EXPECT_EQ(in(c), std::string("/luts/aces/") + transforms[c][0]) << c;
+        EXPECT_EQ(out(c), std::string("/luts/aces/") + transforms[c][1]) << c;
     }
     EXPECT_EQ(in(-1), "/luts/aces/.AP1.cube");
 }
@@ -344,10 +320,6 @@ TEST_F(ACESChoice, DirectLUTsExistOnlyBetweenSDRAndHDRAndBetweenHDRTransfers) {
             EXPECT_EQ(LUTManager::preferACES(Colorimetry(from), Colorimetry(to)), !hasDirect) << from << " -> " << to;
         }
     EXPECT_EQ(directPairs, 10); // {1,2} x {4,5} both ways, and 4 <-> 5
-    EXPECT_TRUE(LUTManager::preferACES(eRec709, eRec709));
-    EXPECT_FALSE(LUTManager::preferACES(eRec709, eRec2020ST2084));
-    EXPECT_FALSE(LUTManager::preferACES(eRec2020ST2084, eRec2020HLG));
-    EXPECT_TRUE(LUTManager::preferACES(eRec2020, eRec2020HLG));
 }
 
 TEST(Colorimetry, VideoCodesMapOntoTheLUTSelectionsCodes) {

@@ -77,31 +77,26 @@ class LUTOnGPU : public GLTest {};
 
 } // namespace
 
-struct GPUCase {
-    const char* what;
-    std::string text;
-};
-
-class LUTOnGPUMatchesCPU : public GLTest, public ::testing::WithParamInterface<GPUCase> {};
-
-TEST_P(LUTOnGPUMatchesCPU, TrilinearAndTetrahedral) {
-    const CubeLUT::Result r = CubeLUT::read(GetParam().text);
-    ASSERT_TRUE(r.image) << r.error;
-    const Outcome tri = applyAndCompare(*m_gpu, *r.image, GPU::eTrilinear, trilinear);
-    const Outcome tet = applyAndCompare(*m_gpu, *r.image, GPU::eTetrahedral, tetrahedral);
-    EXPECT_LE(tri.worst, kTolerance);
-    EXPECT_LE(tet.worst, kTolerance);
-    EXPECT_TRUE(tri.alphaKept && tet.alphaKept);
+TEST_F(LUTOnGPU, TrilinearAndTetrahedralMatchTheCPUReferences) {
+    const std::pair<const char*, std::string> tables[] = {
+        {"steep17", noise3D(17, 1)},
+        {"steep33", noise3D(33, 2)},
+        {"size2", noise3D(2, 3)},
+        {"domainAndRanges",
+         "DOMAIN_MIN -0.1 0 0.2\nDOMAIN_MAX 1.2 0.9 1\nLUT_IN_VIDEO_RANGE\nLUT_OUT_VIDEO_RANGE\n" + noise3D(9, 4)},
+        {"oneDimensional", "LUT_1D_SIZE 6\n0 1 0.5\n0.3 0.1 0.2\n0.35 0.9 0.9\n0.8 0.2 0.1\n0.9 0.6 0.7\n1 0 0\n"},
+    };
+    for (const auto& [what, text] : tables) {
+        SCOPED_TRACE(what);
+        const CubeLUT::Result r = CubeLUT::read(text);
+        ASSERT_TRUE(r.image) << r.error;
+        const Outcome tri = applyAndCompare(*m_gpu, *r.image, GPU::eTrilinear, trilinear);
+        const Outcome tet = applyAndCompare(*m_gpu, *r.image, GPU::eTetrahedral, tetrahedral);
+        EXPECT_LE(tri.worst, kTolerance);
+        EXPECT_LE(tet.worst, kTolerance);
+        EXPECT_TRUE(tri.alphaKept && tet.alphaKept);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Tables, LUTOnGPUMatchesCPU,
-    ::testing::Values(
-        GPUCase{"steep17", noise3D(17, 1)}, GPUCase{"steep33", noise3D(33, 2)}, GPUCase{"size2", noise3D(2, 3)},
-        GPUCase{"domainAndRanges",
-                "DOMAIN_MIN -0.1 0 0.2\nDOMAIN_MAX 1.2 0.9 1\nLUT_IN_VIDEO_RANGE\nLUT_OUT_VIDEO_RANGE\n" + noise3D(9, 4)},
-        GPUCase{"oneDimensional", "LUT_1D_SIZE 6\n0 1 0.5\n0.3 0.1 0.2\n0.35 0.9 0.9\n0.8 0.2 0.1\n0.9 0.6 0.7\n1 0 0\n"}),
-    [](const auto& info) { return std::string(info.param.what); });
 
 TEST_F(LUTOnGPU, TheTwoMethodsReallyDiffer) {
     // On a steep table the two references disagree by far more than the
@@ -114,10 +109,10 @@ TEST_F(LUTOnGPU, TheTwoMethodsReallyDiffer) {
 
 TEST_F(LUTOnGPU, AppliesALUTFromTheManagerIntoAGivenTarget) {
     TempDir factory;
-    const std::string path =
-        factory.write("grey.cube", "LUT_3D_SIZE 2\n" +
-                                       std::string("0 0 0\n0.2126 0.2126 0.2126\n0.7152 0.7152 0.7152\n0.9278 0.9278 0.9278\n"
-                                                   "0.0722 0.0722 0.0722\n0.2848 0.2848 0.2848\n0.7874 0.7874 0.7874\n1 1 1\n"));
+    // A greyscale table: each entry is its corner's Rec.709 luma.
+    const auto luma = [](auto r, auto g, auto b) { return 0.2126f * float(r) + 0.7152f * float(g) + 0.0722f * float(b); };
+    const auto grey = [&](int r, int g, int b) { return RGB{luma(r, g, b), luma(r, g, b), luma(r, g, b)}; };
+    const std::string path = factory.write("grey.cube", cube3D(2, grey));
     setLUTDirectory(iSettings::eFactory, fromUTF8(factory.path().c_str()));
     setLUTDirectory(iSettings::eUser, fromUTF8(factory.path().c_str()));
     LUTManager manager;
@@ -138,8 +133,7 @@ TEST_F(LUTOnGPU, AppliesALUTFromTheManagerIntoAGivenTarget) {
     for (int y = 0; y < 12; ++y)
         for (int x = 0; x < 16; ++x) {
             const RGBAf a = in->getTexel(x, y), b = out->getTexel(x, y);
-            const float luma = 0.2126f * a[0] + 0.7152f * a[1] + 0.0722f * a[2];
-            for (size_t c = 0; c < 3; ++c) ASSERT_NEAR(b[c], luma, kTolerance) << x << "," << y;
+            for (size_t c = 0; c < 3; ++c) ASSERT_NEAR(b[c], luma(a[0], a[1], a[2]), kTolerance) << x << "," << y;
         }
 }
 
