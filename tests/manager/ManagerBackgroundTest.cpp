@@ -22,30 +22,11 @@ void waitUntil(const std::function<bool()>& condition) {
 
 } // namespace
 
-TEST_F(ManagerTest, LogsEachFailureWithItsErrorLinesAndTheCountOfAllEffects) {
-    writeShader("A.fx", effectText());
-    writeShader("B.fx", effectText());
-    writeTemplate("C.fx", effectText());
+TEST_F(ManagerTest, ReportsProgressInOrderEachFailureWithItsErrorLinesAndTheCountOfAllEffects) {
+    for (const char* name : {"A.fx", "B.fx", "C.fx"}) writeShader(name, effectText());
+    writeTemplate("D.fx", effectText());
     m_gpu->succeedNextCompile();
     m_gpu->failNextCompile({{"  error: line 3: nope  ", 3}, {"second", 4}});
-    start();
-    waitForBackground();
-    EXPECT_THAT(logLines(), ElementsAre("Failed to compile B.fx\n", "   error: line 3: nope\n", "   second\n",
-                                        "QfFxResources::Manager : 3 pixel shaders loaded\n"));
-    EXPECT_EQ(m_gpu->compiles().size(), 3u);
-}
-
-TEST_F(ManagerTest, TranscodeCompilesNothingButStillCountsTheFiles) {
-    for (const char* name : {"A.fx", "B.fx"}) writeShader(name, effectText());
-    StartEnv::programEnv().setArgs({L"-transcode"});
-    start();
-    waitForBackground();
-    EXPECT_TRUE(m_gpu->compiles().empty());
-    EXPECT_THAT(logLines(), ElementsAre("QfFxResources::Manager : 2 pixel shaders loaded\n"));
-}
-
-TEST_F(ManagerTest, ProgressFollowsTheEffectsInOrder) {
-    for (const char* name : {"A.fx", "B.fx", "C.fx", "D.fx"}) writeShader(name, effectText());
     std::mutex mutex;
     std::vector<std::string> seen;
     UIBackgroundTasksQueue::instance().setLogListener([&](const LightweightString<wchar_t>& item, double progress) {
@@ -56,6 +37,18 @@ TEST_F(ManagerTest, ProgressFollowsTheEffectsInOrder) {
     waitForBackground();
     UIBackgroundTasksQueue::instance().setLogListener({});
     EXPECT_THAT(seen, ElementsAre("A.fx 0", "A.fx 25", "B.fx 25", "B.fx 50", "C.fx 50", "C.fx 75", "D.fx 75", "D.fx 100"));
+    EXPECT_THAT(logLines(), ElementsAre("Failed to compile B.fx\n", "   error: line 3: nope\n", "   second\n",
+                                        "QfFxResources::Manager : 4 pixel shaders loaded\n"));
+    EXPECT_EQ(m_gpu->compiles().size(), 4u);
+}
+
+TEST_F(ManagerTest, TranscodeCompilesNothingButStillCountsTheFiles) {
+    for (const char* name : {"A.fx", "B.fx"}) writeShader(name, effectText());
+    StartEnv::programEnv().setArgs({L"-transcode"});
+    start();
+    waitForBackground();
+    EXPECT_TRUE(m_gpu->compiles().empty());
+    EXPECT_THAT(logLines(), ElementsAre("QfFxResources::Manager : 2 pixel shaders loaded\n"));
 }
 
 // Exit requested while the third of ten compiles. Through the exit callbacks
