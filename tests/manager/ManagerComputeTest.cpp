@@ -16,9 +16,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <numeric>
-#include <optional>
 #include <thread>
 
 using namespace QfManagerTest;
@@ -84,39 +82,16 @@ public:
     }
 };
 
-// Preferences go to a directory of the test's own, never the user's.
-class ScopedPreferences {
-public:
-    explicit ScopedPreferences(const std::filesystem::path& dir) {
-        if (const char* previous = std::getenv("XDG_CONFIG_HOME")) m_previous = previous;
-        setenv("XDG_CONFIG_HOME", dir.c_str(), 1);
-        prefs().reload();
-    }
-    ~ScopedPreferences() {
-        m_previous ? setenv("XDG_CONFIG_HOME", m_previous->c_str(), 1) : unsetenv("XDG_CONFIG_HOME");
-        prefs().reload();
-    }
-
-private:
-    std::optional<std::string> m_previous;
-};
-
 class ManagerComputeTest : public ManagerTest {
 protected:
     void SetUp() override {
         ManagerTest::SetUp();
-        m_prefs = std::make_unique<ScopedPreferences>(m_root / "config");
         m_os->setCompute(&m_compute);
-    }
-    void TearDown() override {
-        ManagerTest::TearDown(); // the manager goes first: it holds the fake context
-        m_prefs.reset();
     }
     int builds() const { return m_compute.context->builds.load(); }
     const Lines& lastLines() const { return m_compute.context->lastLines; }
 
-    FakeComputeService m_compute;
-    std::unique_ptr<ScopedPreferences> m_prefs;
+    FakeComputeService m_compute; // outlives the manager, which TearDown shuts down
 };
 
 TEST_F(ManagerComputeTest, TheContextIsCreatedWithFlagZeroAskedForUntilThereIsOneAndKeptUntilShutDown) {
@@ -249,17 +224,17 @@ TEST_F(ManagerComputeTest, KernelFilesMustStayBelow65536Lines) {
 
 // --- on the real OpenCL service ---
 
-class ManagerOpenCLTest : public ManagerComputeTest {
+class ManagerOpenCLTest : public ManagerTest {
 protected:
     void SetUp() override {
-        ManagerComputeTest::SetUp();
+        ManagerTest::SetUp();
         m_os->setCompute(LinuxServices::instance().compute());
         m_context = start().getGPUComputeContext();
         if (!m_context) GTEST_SKIP() << "no OpenCL platform or device here (install pocl-opencl-icd)";
     }
     void TearDown() override {
         m_context = nullptr;
-        ManagerComputeTest::TearDown();
+        ManagerTest::TearDown();
     }
     Ptr<iGPUBuffer> buffer(size_t bytes) {
         std::string error;

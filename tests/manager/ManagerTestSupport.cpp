@@ -1,6 +1,7 @@
 #include "ManagerTestSupport.h"
 
 #include "host/BackgroundTasks.h"
+#include "host/EditorPreferences.h"
 #include "host/Log.h"
 #include "host/Paths.h"
 #include "host/Shutdown.h"
@@ -9,6 +10,7 @@
 #include "platform/LinuxServices.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <unistd.h>
 
@@ -43,6 +45,10 @@ void ManagerFixture::SetUp() {
     // The GLSL compile needs the shaders directory's helper files.
     for (const char* helper : {"_utils.glsl", "_utils.fx"})
         fs::copy_file(fs::path(QFFX_SHADERS_SOURCE_DIR) / helper, m_shaders / helper);
+    // Preferences (the compute table writes one) go to the test's own directory.
+    if (const char* config = std::getenv("XDG_CONFIG_HOME")) m_previousConfig = config;
+    setenv("XDG_CONFIG_HOME", (m_root / "config").c_str(), 1);
+    prefs().reload();
     setShadersDir(fromUTF8(m_shaders.string().c_str()));
     setFXTemplatesDir(fromUTF8(m_templates.string().c_str()));
     StartEnv::programEnv().setArgs({});
@@ -56,6 +62,8 @@ void ManagerFixture::SetUp() {
 
 void ManagerFixture::TearDown() {
     shutdownNow();
+    m_previousConfig ? setenv("XDG_CONFIG_HOME", m_previousConfig->c_str(), 1) : unsetenv("XDG_CONFIG_HOME");
+    prefs().reload();
     UIBackgroundTasksQueue::instance().setPaused(false);
     setLogSink({});
     StartEnv::programEnv().setArgs({});

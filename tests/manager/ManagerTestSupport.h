@@ -1,5 +1,5 @@
-// Fixtures of the effect-manager tests: temporary shaders and templates
-// directories, a captured log, and a clean manager per test (shut down through
+// Fixtures of the effect-manager tests: temporary shaders, templates and
+// preferences directories, a captured log, and a clean manager per test (shut down through
 // the exit callbacks at the end). The Linux host's file, thread, message and
 // environment services are real; the GPU is either the recording service or
 // the real OpenGL one (ManagerGLTest, skipped when EGL cannot start).
@@ -15,6 +15,7 @@
 
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -69,6 +70,7 @@ protected:
 private:
     mutable std::mutex m_logMutex;
     std::string m_log;
+    std::optional<std::string> m_previousConfig; // XDG_CONFIG_HOME before the test
 };
 
 class ManagerTest : public ManagerFixture {
