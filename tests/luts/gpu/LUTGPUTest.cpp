@@ -55,12 +55,11 @@ Outcome applyAndCompare(iGPUService& gpu, const HostImage3D& lut, GPU::eLUTInter
     Surface source = Surface::forGPUImage(in->createGPUImage(gpu));
     const Ptr<iGPUImage> lutImage = lut.createGPUImage(gpu);
     Surface destination;
-    Outcome o;
     if (!GPU::applyLUT(source, destination, lutImage, lut.getLUTMapping(), method)) {
         ADD_FAILURE() << "applyLUT failed";
-        o.worst = 1e9f;
-        return o;
+        return {1e9f, false};
     }
+    Outcome o;
     const Ptr<HostImage> out = HostImage::fromGPUImage(*destination.getGPUSurface());
     EXPECT_EQ(out->getFormat(), iGPUImage::eRGBA16);
     for (int y = 0; y < in->getHeight(); ++y)
@@ -100,7 +99,7 @@ TEST_F(LUTOnGPU, TrilinearAndTetrahedralMatchTheCPUReferences) {
 
 TEST_F(LUTOnGPU, TheTwoMethodsReallyDiffer) {
     // On a steep table the two references disagree by far more than the
-    // tolerance, so the tests above tell the techniques apart.
+    // tolerance, so the test above tells the techniques apart.
     const Ptr<HostImage3D> lut = CubeLUT::read(noise3D(5, 9)).image;
     ASSERT_TRUE(lut);
     const Outcome crossed = applyAndCompare(*m_gpu, *lut, GPU::eTrilinear, tetrahedral);
