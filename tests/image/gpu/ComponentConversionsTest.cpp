@@ -3,10 +3,8 @@
 // Y'CbCr conversion within one 8-bit code of ColourReference::toRGB.
 #include "../ColourReference.h"
 #include "ImageTestFrames.h"
-#include "platform/GLTestSupport.h"
 
 #include "image/ColourConversion.h"
-#include "manager/Manager.h"
 
 #include <gtest/gtest.h>
 
@@ -16,19 +14,13 @@
 #include <string>
 
 using Qf::Image::ColourConversion;
+using namespace ColourReference;
 using namespace ImageTestFrames;
 
 namespace {
 
 using CC = ColourConversion;
-
-class ComponentConversionsTest : public QfGLTest::GLTest {
-protected:
-    void SetUp() override {
-        GLTest::SetUp();
-        if (m_gpu) Qf::FxResources::Manager::instance();
-    }
-};
+using ComponentConversionsTest = ImageGPUTest;
 
 // Component c of a swizzle string ("rgba", "bgra", ...) as an index.
 size_t index(char c) { return std::string("rgba").find(c); }
@@ -114,11 +106,8 @@ TEST_F(ComponentConversionsTest, PlanarRGBBecomesInterleavedRGBA) {
     const Ptr<HostImage> got = readBack(dst);
     for (uint32_t y = 0; y < 6; ++y)
         for (uint32_t x = 0; x < 13; ++x) {
-            const uint8_t* p = got->row(int(y)) + 4 * x;
-            ASSERT_EQ(p[0], src.getRow(y, 0)[x]) << x << "," << y;
-            ASSERT_EQ(p[1], src.getRow(y, 1)[x]) << x << "," << y;
-            ASSERT_EQ(p[2], src.getRow(y, 2)[x]) << x << "," << y;
-            ASSERT_EQ(p[3], 255);
+            const uint8_t want[4] = {src.getRow(y, 0)[x], src.getRow(y, 1)[x], src.getRow(y, 2)[x], 255};
+            ASSERT_EQ(std::memcmp(got->row(int(y)) + 4 * x, want, 4), 0) << x << "," << y;
         }
     EXPECT_FALSE(CC::planarRGBToARGB(frame(m_gpu, 8, 2), dst)); // not planar
 }
@@ -137,13 +126,10 @@ TEST_F(ComponentConversionsTest, PlanarYCbCrMatchesTheReferenceMatrices) {
         for (uint32_t y = 0; y < 4; ++y)
             for (uint32_t x = 0; x < 29; ++x) {
                 // The planes are Y', Cb, Cr; the reference takes (Y', Cr, Cb).
-                const ColourReference::Vec3 ycrcb = {src.getRow(y, 0)[x] / 255.0, src.getRow(y, 2)[x] / 255.0,
-                                                     src.getRow(y, 1)[x] / 255.0};
-                const ColourReference::Vec3 rgb = ColourReference::toRGB(ycrcb, colourimetry, true, gamut == CC::eGamutFull);
-                for (int c = 0; c < 3; ++c)
-                    worst = std::max(
-                        worst,
-                        std::abs(got->getTexel(int(x), int(y))[size_t(c)] - ColourReference::clamp01(rgb[size_t(c)])) * 255);
+                const Vec3 ycrcb = {src.getRow(y, 0)[x] / 255.0, src.getRow(y, 2)[x] / 255.0, src.getRow(y, 1)[x] / 255.0};
+                const Vec3 rgb = toRGB(ycrcb, colourimetry, true, gamut == CC::eGamutFull);
+                for (size_t c = 0; c < 3; ++c)
+                    worst = std::max(worst, std::abs(got->getTexel(int(x), int(y))[c] - clamp01(rgb[c])) * 255);
             }
         EXPECT_LE(worst, 1.0) << "colourimetry " << colourimetry << " gamut " << gamut;
     }
