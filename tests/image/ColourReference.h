@@ -80,6 +80,5 @@ inline Vec3 interpolated(const std::vector<Vec3>& pairs, int x, int filter) {
 }
 
 inline double clamp01(double v) { return std::clamp(v, 0.0, 1.0); }
-inline int code10(double v) { return int(clamp01(v) * 1023 + 0.5); }
 
 } // namespace ColourReference
