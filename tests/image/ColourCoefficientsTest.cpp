@@ -116,9 +116,7 @@ TEST(ColourConversionFramework, NeighbourInputsAreOnePixelApartInPackedTexels) {
     Ptr<iShaderEffect> effect(new RecordingEffect(params({{"_Width", iShaderParam::eFloat}}), journal));
     Surface src(1920, 4, Format::eUYVY, 8); // 16 bits a pixel in 32-bit texels: k = 2
     src.createGPUSurface(gpu);
-    Data::Video video;
-    video.colourimetry = 1;
-    src.setVideoData(video);
+    src.setVideoData({.colourimetry = Data::Video::eBT601});
     Surface dst(1920, 4, Format::eRGBA, 8);
     dst.createGPUSurface(gpu);
     ASSERT_TRUE(ColourConversion::applyShader(effect, src, dst, 123.0f));

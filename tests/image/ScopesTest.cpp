@@ -258,25 +258,21 @@ TEST_F(ScopesTest, TheSeventyFivePercentBarsLandOnTheirBT709Levels) {
     } bars[] = {{191, 191, 191, 191, 128, 128}, {191, 191, 0, 177, 33, 137}, {0, 191, 191, 150, 150, 33},
                 {0, 191, 0, 137, 54, 41},       {191, 0, 191, 54, 202, 215}, {191, 0, 0, 41, 106, 224},
                 {0, 0, 191, 14, 224, 119}};
-    const int barWidth = 40, height = 30;
-    const Ptr<HostImage> image = HostImage::create({7 * barWidth, height}, iGPUImage::eRGBA8);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < 7 * barWidth; ++x) {
-            const auto& bar = bars[x / barWidth];
-            const uint8_t texel[4] = {uint8_t(bar.r), uint8_t(bar.g), uint8_t(bar.b), 255};
-            std::memcpy(image->row(y) + size_t(x) * 4, texel, 4);
-        }
+    const Ptr<HostImage> image = HostImage::create({7, 1}, iGPUImage::eRGBA8); // a bar a pixel
+    for (int x = 0; x < 7; ++x) {
+        const uint8_t texel[4] = {uint8_t(bars[x].r), uint8_t(bars[x].g), uint8_t(bars[x].b), 255};
+        std::memcpy(image->row(0) + 4 * x, texel, 4);
+    }
     const ScopesData s = scopesOf(surfaceOf(*image));
     expectMatches(s, *image);
-    for (const auto& bar : bars) {
-        SCOPED_TRACE(::testing::Message() << bar.r << "," << bar.g << "," << bar.b);
-        const std::array want = {bar.luma, bar.cb, bar.cr};
-        EXPECT_EQ((std::array{lumaLevel(bar.r, bar.g, bar.b), cbLevel(bar.r, bar.g, bar.b), crLevel(bar.r, bar.g, bar.b)}), want);
-        EXPECT_EQ((std::array{Scopes::lumaOf(bar.r, bar.g, bar.b), Scopes::cbOf(bar.r, bar.g, bar.b),
-                              Scopes::crOf(bar.r, bar.g, bar.b)}),
-                  want);
-        EXPECT_EQ(s.vectorscopeAt(bar.cb, bar.cr), uint32_t(barWidth * height));
-        EXPECT_EQ(s.waveformAt(int(&bar - bars) * barWidth, bar.luma), uint32_t(height));
+    for (int x = 0; x < 7; ++x) {
+        const auto& [r, g, b, luma, cb, cr] = bars[x];
+        SCOPED_TRACE(::testing::Message() << r << "," << g << "," << b);
+        const std::array want = {luma, cb, cr};
+        EXPECT_EQ((std::array{lumaLevel(r, g, b), cbLevel(r, g, b), crLevel(r, g, b)}), want); // the reference
+        EXPECT_EQ((std::array{Scopes::lumaOf(r, g, b), Scopes::cbOf(r, g, b), Scopes::crOf(r, g, b)}), want);
+        EXPECT_EQ(s.vectorscopeAt(cb, cr), 1u);
+        EXPECT_EQ(s.waveformAt(x, luma), 1u);
     }
 }
 

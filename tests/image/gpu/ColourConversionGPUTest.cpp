@@ -22,15 +22,9 @@ namespace {
 using CC = ColourConversion;
 using ConversionGPUTest = ImageTestFrames::ImageGPUTest;
 
-Data::Video encoding(uint32_t colourimetry, uint32_t range) {
-    Data::Video video;
-    video.colourimetry = colourimetry;
-    video.range = range;
-    return video;
-}
 Surface described(uint32_t width, uint32_t height, Format format, uint16_t bits, uint32_t colourimetry, uint32_t range) {
     Surface s(width, height, format, bits);
-    s.setVideoData(encoding(colourimetry, range));
+    s.setVideoData({.colourimetry = colourimetry, .range = range});
     return s;
 }
 
@@ -162,7 +156,7 @@ TEST_F(ConversionGPUTest, YCrCb422ToRGBInterpolatesChromaForBothSampleOrders) {
     for (const Format format : {Format::eYUY2, Format::eUYVY})
         for (int filter = 0; filter < 3; ++filter) {
             Surface src = packedSurface(*m_gpu, format, kW, rows);
-            src.setVideoData(encoding(1, 2));
+            src.setVideoData({.colourimetry = 1, .range = Data::Video::eLegalRange});
             Surface dst(kW, kH, Format::eRGBA, 16);
             ASSERT_TRUE(CC::convertYCrCb422ToRGB(src, dst, CC::eGamutFull, CC::Filter(filter)));
             ASSERT_TRUE(dst.readBackFromGPU());

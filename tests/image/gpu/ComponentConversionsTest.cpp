@@ -115,10 +115,7 @@ TEST_F(ComponentConversionsTest, PlanarRGBBecomesInterleavedRGBA) {
 TEST_F(ComponentConversionsTest, PlanarYCbCrMatchesTheReferenceMatrices) {
     Surface src = planarPicture(*m_gpu, Format::ePlanarYCbCr, 29, 4, true);
     for (const auto& [colourimetry, gamut] : {std::pair{1u, CC::eGamutFull}, {2u, CC::eGamutFull}, {2u, CC::eGamutLegal}}) {
-        Data::Video video;
-        video.colourimetry = colourimetry;
-        video.range = Data::Video::eLegalRange;
-        src.setVideoData(video);
+        src.setVideoData({.colourimetry = colourimetry, .range = Data::Video::eLegalRange});
         Surface dst;
         ASSERT_TRUE(CC::planarYUVToARGB(src, dst, gamut));
         const Ptr<HostImage> got = readBack(dst);
@@ -141,9 +138,7 @@ TEST_F(ComponentConversionsTest, HostCopiesReturnTheUploadedBytesOfTheirFamilyOn
                                             {Format::eUYVY, 8, true},
                                             {Format::eYUY2, 10, true}}) {
         Surface src = frame(m_gpu, 18, 5, format, uint16_t(bits));
-        Data::VideoSample sample;
-        sample.frameNumber = 41;
-        src.setVideoSampleData(sample);
+        src.setVideoSampleData({.frameNumber = 41});
         Surface host;
         ASSERT_TRUE(yuv ? CC::copyToHostYUVSurface(src, host) : CC::copyToHostRGBSurface(src, host)) << formatName(format);
         EXPECT_FALSE(host.getGPUSurface());

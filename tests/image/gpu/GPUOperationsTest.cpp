@@ -60,9 +60,7 @@ TEST_F(GPUOperationsTest, GreyscaleUsesTheLumaWeightsOfTheSourcesColourimetry) {
         float kr, kg, kb;
     } cases[] = {{1, 0.299f, 0.587f, 0.114f}, {2, 0.2126f, 0.7152f, 0.0722f}, {5, 0.2627f, 0.6780f, 0.0593f}};
     for (const auto& c : cases) {
-        Data::Video video = src.getVideoData();
-        video.colourimetry = c.colourimetry;
-        src.setVideoData(video);
+        src.setVideoData({.colourimetry = c.colourimetry});
         Surface grey;
         ASSERT_TRUE(GPU::createGreyscaleImage(src, grey));
         EXPECT_EQ(grey.getColourimetry(), c.colourimetry);
