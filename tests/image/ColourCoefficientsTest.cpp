@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdio>
 #include <memory>
 #include <sstream>
@@ -123,19 +124,16 @@ TEST(ColourConversionFramework, NeighbourInputsAreOnePixelApartInPackedTexels) {
     ASSERT_EQ(journal->draws.size(), 1u);
     const auto& in = journal->draws[0].inputs;
     ASSERT_EQ(in.size(), 3u);
-    const float want[3][2] = {{0, 960}, {-0.5f, 959.5f}, {0.5f, 960.5f}};
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(in[size_t(i)].corners[0].u, want[i][0]);
-        EXPECT_EQ(in[size_t(i)].corners[3].u, want[i][1]);
-        EXPECT_EQ(in[size_t(i)].corners[3].v, 1.0f);
-    }
+    // The left and right edges' u, and the bottom's v, of the input and its two neighbours.
+    const std::array<float, 3> want[3] = {{0, 960, 1}, {-0.5f, 959.5f, 1}, {0.5f, 960.5f, 1}};
+    for (size_t i = 0; i < 3; ++i)
+        EXPECT_EQ((std::array{in[i].corners[0].u, in[i].corners[3].u, in[i].corners[3].v}), want[i]) << i;
     EXPECT_EQ(journal->calls[0], "set _Width float 1920");
     EXPECT_EQ(dst.getColourimetry(), 1u);
 
     Ptr<iShaderEffect> none;
     EXPECT_FALSE(ColourConversion::applyShader(none, src, dst));
-    Surface noGPU(8, 8, Format::eRGBA, 8);
-    EXPECT_FALSE(ColourConversion::applyShader(effect, noGPU, dst));
+    EXPECT_FALSE(ColourConversion::applyShader(effect, Surface(8, 8, Format::eRGBA, 8), dst)); // no GPU image
 }
 
 } // namespace
