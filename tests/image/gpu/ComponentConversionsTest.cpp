@@ -68,9 +68,8 @@ TEST_F(ComponentConversionsTest, ChannelExpandAndConvertToRGBAFollowTheSourceLay
     EXPECT_FALSE(CC::channelExpand(src, dst, 'x'));
 
     // The same colours stored as BGRA and ARGB bytes come out as the RGBA bytes.
-    for (const Format format : {Format::eBGRA, Format::eARGB, Format::eRGBA}) {
+    for (const auto& [format, order] : {std::pair{Format::eBGRA, "bgra"}, {Format::eARGB, "argb"}, {Format::eRGBA, "rgba"}}) {
         Surface stored(21, 5, format, 8);
-        const char* order = format == Format::eBGRA ? "bgra" : format == Format::eARGB ? "argb" : "rgba";
         for (uint32_t y = 0; y < 5; ++y)
             for (uint32_t x = 0; x < 21; ++x)
                 for (size_t k = 0; k < 4; ++k) stored.getRow(y)[4 * x + k] = src.getRow(y)[4 * x + index(order[k])];
