@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -16,18 +17,13 @@ TEST(configb, InGivesTheIndexOrMinusOneAndKeepsTheDefault) {
     double d = 7;
     int n = 42;
     Text s;
-    EXPECT_EQ(c.in("flags", s), 0);
-    EXPECT_EQ(c.in("default", d), 1);
-    EXPECT_EQ(c.in("animated", n), 2);
+    EXPECT_EQ((std::array{c.in("flags", s), c.in("default", d), c.in("animated", n)}), (std::array{0, 1, 2}));
     EXPECT_TRUE(s == "Hidden" && d == 0.25 && n == 1);
 
-    // Absent keys leave the caller's default alone, whatever the type.
+    // Absent keys leave the caller's default alone, whatever the type; keys are case-sensitive.
     bool b = true;
-    EXPECT_EQ(c.in("min", d), -1);
-    EXPECT_EQ(c.in("max", n), -1);
-    EXPECT_EQ(c.in("alpha", b), -1);
-    EXPECT_EQ(c.in("choices", s), -1);
-    EXPECT_EQ(c.in("Default", d), -1); // keys are case-sensitive
+    EXPECT_EQ((std::array{c.in("min", d), c.in("max", n), c.in("alpha", b), c.in("choices", s), c.in("Default", d)}),
+              (std::array{-1, -1, -1, -1, -1}));
     EXPECT_TRUE(d == 0.25 && n == 1 && b && s == "Hidden");
 }
 
@@ -46,9 +42,7 @@ TEST(configb, NumbersAndBoolsConvertButStringsDoNot) {
     EXPECT_TRUE(c.in("yes", d) == 2 && d == 1.0);
 
     Text s("untouched");
-    EXPECT_EQ(c.in("text", d), -1);
-    EXPECT_EQ(c.in("text", i), -1);
-    EXPECT_EQ(c.in("real", s), -1);
+    EXPECT_EQ((std::array{c.in("text", d), c.in("text", i), c.in("real", s)}), (std::array{-1, -1, -1}));
     EXPECT_TRUE(d == 1.0 && i == 2 && s == "untouched");
 
     // Reals outside the integer range saturate instead of overflowing.

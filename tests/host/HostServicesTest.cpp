@@ -135,7 +135,6 @@ TEST(BackgroundTasksThreads, APausedQueueStartsNothingAndReportsPausedUntilResum
     EXPECT_EQ(task->getProgress(), 1.0);
     EXPECT_EQ(queue.getCurrentTaskStatus(), iBackgroundTask::eFinished);
     EXPECT_THAT(seen, ElementsAre("4/0", "4/1"));
-    EXPECT_FALSE(task->isUrgent());
     queue.queue(Ptr<iBackgroundTask>(makePtr<CountingTask>(runs).get()), true); // waits
     EXPECT_EQ(runs.load(), 2);
 }

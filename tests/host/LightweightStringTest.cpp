@@ -46,9 +46,8 @@ TEST(Utf8, RoundTripsEveryEncodedLength) {
     EXPECT_EQ(toUTF8(wide), "A\xC3\xA9\xE2\x82\xAC\xF0\x9D\x84\x9E");
     EXPECT_EQ(fromUTF8(toUTF8(wide)), wide);
     // Code points that are not Unicode scalar values cannot be encoded.
-    EXPECT_EQ(toUTF8(WText(std::wstring{wchar_t(0xD800), L'a', wchar_t(0x110000)})), "\xEF\xBF\xBD"
-                                                                                     "a"
-                                                                                     "\xEF\xBF\xBD");
+    const std::string replacement = "\xEF\xBF\xBD";
+    EXPECT_EQ(toUTF8(WText(std::wstring{wchar_t(0xD800), L'a', wchar_t(0x110000)})), replacement + "a" + replacement);
 }
 
 TEST(Utf8, BytesThatAreNotUTF8AreCarriedAndWrittenBack) {

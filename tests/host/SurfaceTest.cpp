@@ -24,20 +24,18 @@ public:
     eFormat getFormat() const override { return m_format; }
     unsigned getBitsPerTexel() const override { return bitsPerTexel(m_format); }
     bool upload(const void* from, size_t stride) override {
-        return copyRows(static_cast<const uint8_t*>(from), stride, m_texels.data(), 0);
+        for (size_t y = 0, row = rowBytes(); y < size_t(m_size.y * m_depth); ++y)
+            std::memcpy(&m_texels[y * row], static_cast<const uint8_t*>(from) + y * (stride ? stride : row), row);
+        return true;
     }
     bool readBack(void* to, size_t stride) const override {
-        return copyRows(m_texels.data(), 0, static_cast<uint8_t*>(to), stride);
+        for (size_t y = 0, row = rowBytes(); y < size_t(m_size.y * m_depth); ++y)
+            std::memcpy(static_cast<uint8_t*>(to) + y * (stride ? stride : row), &m_texels[y * row], row);
+        return true;
     }
 
 private:
     size_t rowBytes() const { return size_t(m_size.x) * bitsPerTexel(m_format) / 8; }
-    bool copyRows(const uint8_t* from, size_t fromStride, uint8_t* to, size_t toStride) const {
-        const size_t row = rowBytes();
-        for (size_t y = 0; y < size_t(m_size.y * m_depth); ++y)
-            std::memcpy(to + y * (toStride ? toStride : row), from + y * (fromStride ? fromStride : row), row);
-        return true;
-    }
     XY<int> m_size;
     int m_depth;
     eFormat m_format;
@@ -97,12 +95,9 @@ TEST(SurfaceFormat, EveryFormatHasItsLayoutAndUnsupportedDepthsHaveNone) {
         ASSERT_EQ(t.has_value(), bitsPerPixel != 0);
         if (!t) continue;
         const uint32_t planes = format == Format::ePlanarRGB || format == Format::ePlanarYCbCr ? 3 : 1;
-        EXPECT_EQ(t->texelFormat, texel);
-        EXPECT_EQ(t->texelsPerRow, texelsPerRow);
-        EXPECT_EQ(t->rows, 10 * planes);
-        EXPECT_EQ(t->minStride, minStride);
-        EXPECT_EQ(s.getStride(), minStride);
-        EXPECT_EQ(s.getByteSize(), size_t(minStride) * 10 * planes);
+        EXPECT_EQ(std::tuple(t->texelFormat, t->texelsPerRow, t->rows, t->minStride),
+                  std::tuple(texel, texelsPerRow, 10 * planes, minStride));
+        EXPECT_EQ(std::pair(s.getStride(), s.getByteSize()), std::pair(minStride, size_t(minStride) * 10 * planes));
         if (texelsPerRow == 0) continue;
         EXPECT_EQ(s.getRow(9, planes - 1), s.getPixels() + (10 * planes - 1) * minStride);
         EXPECT_FALSE(s.getRow(0, planes));
@@ -115,8 +110,7 @@ TEST(SurfaceFormat, EveryFormatHasItsLayoutAndUnsupportedDepthsHaveNone) {
 TEST(Surface, InitRejectsInconsistentDescriptionsAndKeepsThePreviousOne) {
     Surface s(64, 2, Format::eRGBA);
     const uint8_t* pixels = s.getPixels();
-    Data::Video video;
-    video.colourimetry = Data::Video::eBT2020;
+    const Data::Video video{.colourimetry = Data::Video::eBT2020};
     s.setVideoData(video);
     EXPECT_FALSE(s.init(64, 2, Format::eUYVY, 8, 32));                                            // bits per pixel
     EXPECT_FALSE(s.init(64, 2, Format::eRGBA, 8, 0, Surface::ePlanar));                           // layout
@@ -135,10 +129,8 @@ TEST(Surface, InitRejectsInconsistentDescriptionsAndKeepsThePreviousOne) {
 
 TEST(Surface, CopiesSharePixelsAndKeepTheirOwnDescriptionAndMetadata) {
     Surface src(8, 8, Format::eYUY2);
-    Data::Video video;
-    video.range = Data::Video::eFullRange;
-    Data::VideoSample sample;
-    sample.frameNumber = 26;
+    const Data::Video video{.range = Data::Video::eFullRange};
+    const Data::VideoSample sample{.frameNumber = 26};
     src.setVideoData(video);
     src.setVideoSampleData(sample);
     src.getPixels()[0] = 7;
@@ -214,25 +206,15 @@ TEST(SurfaceFormatReference, RowsRoundTripAndMatchTheByteTables) {
 }
 
 TEST(HostImage, HalfFloatsRoundToNearestEvenAndNormalisedTexelsClamp) {
-    for (uint32_t h = 0; h < 0x10000; ++h) {
+    for (uint32_t h = 0; h < 0x10000; ++h) { // every half comes back from its float; NaNs stay NaN
         const float f = floatFromHalf(uint16_t(h));
-        if (std::isnan(f))
-            EXPECT_TRUE(std::isnan(floatFromHalf(halfFromFloat(f))));
-        else
-            ASSERT_EQ(halfFromFloat(f), h) << std::hex << h;
+        ASSERT_TRUE(std::isnan(f) ? std::isnan(floatFromHalf(halfFromFloat(f))) : halfFromFloat(f) == h) << std::hex << h;
     }
+    // Halfway cases go to even: 1 + 3/2048 up, 1 + 1/2048 down, 2^-25 down to zero, 3 * 2^-25 up between
+    // subnormals; just under 2^-14 rounds up into the normals.
     const std::pair<float, uint16_t> cases[] = {
-        {0.1f, 0x2e66},
-        {65519.0f, 0x7bff},
-        {65520.0f, 0x7c00},
-        {1e10f, 0x7c00},
-        {-1e-30f, 0x8000},
-        {1.0f + 1.0f / 2048, 0x3c00},
-        {1.0f + 3.0f / 2048, 0x3c02}, // halfway: to even
-        {std::ldexp(1.0f, -25), 0x0000},
-        {std::ldexp(3.0f, -25), 0x0002},                        // halfway between subnormals
-        {std::ldexp(1.0f, -14) * (1.0f - 1.0f / 4096), 0x0400}, // rounds up into the normals
-    };
+        {0.1f, 0x2e66},       {65519.0f, 0x7bff},   {65520.0f, 0x7c00}, {1e10f, 0x7c00},    {-1e-30f, 0x8000},
+        {0x1.002p0f, 0x3c00}, {0x1.006p0f, 0x3c02}, {0x1p-25f, 0x0000}, {0x3p-25f, 0x0002}, {0x1.ffep-15f, 0x0400}};
     for (auto [value, half] : cases) EXPECT_EQ(halfFromFloat(value), half) << value;
     uint8_t b[4];
     writeTexel(iGPUImage::eRGBA8, {0.5f, -1.0f, 2.0f, std::nanf("")}, b);

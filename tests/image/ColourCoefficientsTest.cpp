@@ -6,8 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdio>
 #include <memory>
+#include <sstream>
 
 using Qf::Image::ColourConversion;
 using namespace QfTest;
@@ -23,12 +25,11 @@ std::vector<ParamInfo> params(std::initializer_list<std::pair<const char*, iShad
 // The written floats as the tables give them: seven significant digits.
 std::string sevenDigits(const std::string& numbers) {
     std::string out;
-    for (size_t at = 0; at < numbers.size();) {
-        const size_t comma = std::min(numbers.find(',', at), numbers.size());
+    std::istringstream in(numbers);
+    for (std::string number; std::getline(in, number, ',');) {
         char text[32];
-        std::snprintf(text, sizeof text, "%.7g", double(std::stof(numbers.substr(at, comma - at))));
+        std::snprintf(text, sizeof text, "%.7g", double(std::stof(number)));
         out += (out.empty() ? "" : ",") + std::string(text);
-        at = comma + 1;
     }
     return out;
 }
@@ -48,57 +49,51 @@ struct Recorded {
             if (c.starts_with("set " + name + " ")) return sevenDigits(c.substr(c.find(' ', 5 + name.size()) + 1));
         return "";
     }
+    const std::vector<std::string>& calls() const { return journal->calls; }
 };
 
-TEST(ColourCoefficients, ForwardWritesOnlyTheTabledCombinations) {
-    for (uint32_t srcRange = 0; srcRange < 4; ++srcRange)
-        for (uint32_t dstRange = 0; dstRange < 4; ++dstRange)
-            for (uint32_t c = 0; c < 10; ++c) {
-                Recorded r;
-                ColourConversion::setForwardCoefficients(r.effect, srcRange, dstRange, c);
-                const bool tabled =
-                    srcRange == 1 && ((dstRange == 2 && c >= 1 && c <= 7) || (dstRange == 1 && (c == 1 || c == 2)));
-                EXPECT_EQ(r.journal->calls.size(), tabled ? 4u : 0u) << srcRange << " " << dstRange << " " << c;
+std::unique_ptr<Recorded> forward(uint32_t srcRange, uint32_t dstRange, uint32_t colourimetry) {
+    auto r = std::make_unique<Recorded>();
+    ColourConversion::setForwardCoefficients(r->effect, srcRange, dstRange, colourimetry);
+    return r;
+}
+
+std::unique_ptr<Recorded> inverse(uint32_t colourimetry, uint32_t range, int32_t gamutScaling) {
+    auto r = std::make_unique<Recorded>();
+    ColourConversion::setInverseCoefficients(r->effect, colourimetry, range, gamutScaling);
+    return r;
+}
+
+TEST(ColourCoefficients, ForwardAndInverseWriteOnlyTheTabledCombinations) {
+    for (uint32_t range = 0; range < 4; ++range)
+        for (uint32_t c = 0; c < 10; ++c) {
+            for (uint32_t dstRange = 0; dstRange < 4; ++dstRange) {
+                const bool tabled = range == 1 && ((dstRange == 2 && c >= 1 && c <= 7) || (dstRange == 1 && (c == 1 || c == 2)));
+                EXPECT_EQ(forward(range, dstRange, c)->calls().size(), tabled ? 4u : 0u) << range << " " << dstRange << " " << c;
             }
+            for (int32_t gs = 0; gs < 3; ++gs) {
+                const bool tabled = (range == 1 || range == 2) && c >= 1 && c <= 7 && (gs == 1 || c <= 2);
+                EXPECT_EQ(inverse(c, range, gs)->calls().size(), tabled ? 3u : 0u) << c << " " << range << " " << gs;
+            }
+        }
 }
 
 TEST(ColourCoefficients, ForwardSpotValues) {
-    Recorded legal601;
-    ColourConversion::setForwardCoefficients(legal601.effect, 1, 2, 1);
+    const auto legal601 = forward(1, 2, 1);
     // White gives Y' = 0.2560352 + 0.502651 + 0.09761877 + 0.0625 = 235/256.
-    EXPECT_EQ(legal601.value("coefsMulY"), "0.2560352,0.502651,0.09761877,0");
-    EXPECT_EQ(legal601.value("coefsAddY"), "0.0625");
-    EXPECT_EQ(legal601.value("coefsAdd"), "0.0625,0.5,0.5,0");
-
-    Recorded full709, legal709;
-    ColourConversion::setForwardCoefficients(full709.effect, 1, 1, 2);
-    ColourConversion::setForwardCoefficients(legal709.effect, 1, 2, 2);
-    EXPECT_EQ(full709.journal->calls, legal709.journal->calls); // full-range BT.709 gets the legal row
-
-    Recorded full601, bt2020, bt2100;
-    ColourConversion::setForwardCoefficients(full601.effect, 1, 1, 1);
-    EXPECT_EQ(full601.value("coefsAdd"), "0,0.5,0.5,0");
-    EXPECT_EQ(full601.value("coefsMul"), "0.299,0.5,-0.1687359,0.587,-0.4186876,-0.3312641,0.114,-0.08131241,0.5");
-    ColourConversion::setForwardCoefficients(bt2020.effect, 1, 2, 3);
-    ColourConversion::setForwardCoefficients(bt2100.effect, 1, 2, 5);
-    EXPECT_EQ(bt2020.journal->calls, bt2100.journal->calls);
-}
-
-TEST(ColourCoefficients, InverseWritesOnlyTheTabledCombinations) {
-    for (uint32_t range = 0; range < 4; ++range)
-        for (uint32_t c = 0; c < 10; ++c)
-            for (int32_t gs = 0; gs < 3; ++gs) {
-                Recorded r;
-                ColourConversion::setInverseCoefficients(r.effect, c, range, gs);
-                const bool tabled = (range == 1 || range == 2) && c >= 1 && c <= 7 && (gs == 1 || c <= 2);
-                EXPECT_EQ(r.journal->calls.size(), tabled ? 3u : 0u) << range << " " << c << " " << gs;
-            }
+    EXPECT_EQ(legal601->value("coefsMulY"), "0.2560352,0.502651,0.09761877,0");
+    EXPECT_EQ(legal601->value("coefsAddY"), "0.0625");
+    EXPECT_EQ(legal601->value("coefsAdd"), "0.0625,0.5,0.5,0");
+    const auto full601 = forward(1, 1, 1);
+    EXPECT_EQ(full601->value("coefsAdd"), "0,0.5,0.5,0");
+    EXPECT_EQ(full601->value("coefsMul"), "0.299,0.5,-0.1687359,0.587,-0.4186876,-0.3312641,0.114,-0.08131241,0.5");
+    EXPECT_EQ(forward(1, 1, 2)->calls(), forward(1, 2, 2)->calls()); // full-range BT.709 gets the legal row
+    EXPECT_EQ(forward(1, 2, 3)->calls(), forward(1, 2, 5)->calls()); // BT.2100 HLG has BT.2020's weights
 }
 
 TEST(ColourCoefficients, InverseKeepsTheUnevenAlphaTerms) {
     const auto row = [](uint32_t c, uint32_t range, int32_t gs) {
-        auto r = std::make_unique<Recorded>();
-        ColourConversion::setInverseCoefficients(r->effect, c, range, gs);
+        const auto r = inverse(c, range, gs);
         return r->value("ccCoefsAdd1") + " | " + r->value("ccCoefsAdd3");
     };
     EXPECT_EQ(row(1, 2, 1), "-0.06256109,-0.5004888,-0.5004888,0.0625 | 0,0,0,0");
@@ -122,28 +117,23 @@ TEST(ColourConversionFramework, NeighbourInputsAreOnePixelApartInPackedTexels) {
     Ptr<iShaderEffect> effect(new RecordingEffect(params({{"_Width", iShaderParam::eFloat}}), journal));
     Surface src(1920, 4, Format::eUYVY, 8); // 16 bits a pixel in 32-bit texels: k = 2
     src.createGPUSurface(gpu);
-    Data::Video video;
-    video.colourimetry = 1;
-    src.setVideoData(video);
+    src.setVideoData({.colourimetry = Data::Video::eBT601});
     Surface dst(1920, 4, Format::eRGBA, 8);
     dst.createGPUSurface(gpu);
     ASSERT_TRUE(ColourConversion::applyShader(effect, src, dst, 123.0f));
     ASSERT_EQ(journal->draws.size(), 1u);
     const auto& in = journal->draws[0].inputs;
     ASSERT_EQ(in.size(), 3u);
-    const float want[3][2] = {{0, 960}, {-0.5f, 959.5f}, {0.5f, 960.5f}};
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(in[size_t(i)].corners[0].u, want[i][0]);
-        EXPECT_EQ(in[size_t(i)].corners[3].u, want[i][1]);
-        EXPECT_EQ(in[size_t(i)].corners[3].v, 1.0f);
-    }
+    // The left and right edges' u, and the bottom's v, of the input and its two neighbours.
+    const std::array<float, 3> want[3] = {{0, 960, 1}, {-0.5f, 959.5f, 1}, {0.5f, 960.5f, 1}};
+    for (size_t i = 0; i < 3; ++i)
+        EXPECT_EQ((std::array{in[i].corners[0].u, in[i].corners[3].u, in[i].corners[3].v}), want[i]) << i;
     EXPECT_EQ(journal->calls[0], "set _Width float 1920");
     EXPECT_EQ(dst.getColourimetry(), 1u);
 
     Ptr<iShaderEffect> none;
     EXPECT_FALSE(ColourConversion::applyShader(none, src, dst));
-    Surface noGPU(8, 8, Format::eRGBA, 8);
-    EXPECT_FALSE(ColourConversion::applyShader(effect, noGPU, dst));
+    EXPECT_FALSE(ColourConversion::applyShader(effect, Surface(8, 8, Format::eRGBA, 8), dst)); // no GPU image
 }
 
 } // namespace

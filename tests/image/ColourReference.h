@@ -18,13 +18,9 @@ struct Weights {
     double kr, kb;
 };
 inline Weights weightsOf(uint32_t colourimetry) {
-    switch (colourimetry) {
-    case 1: return {0.299, 0.114};
-    case 3:
-    case 4:
-    case 5: return {0.2627, 0.0593};
-    default: return {0.2126, 0.0722};
-    }
+    if (colourimetry == 1) return {0.299, 0.114};                        // BT.601
+    if (colourimetry >= 3 && colourimetry <= 5) return {0.2627, 0.0593}; // BT.2020 and BT.2100
+    return {0.2126, 0.0722};                                             // BT.709
 }
 
 // Legal range on 10-bit codes: luma 64..940 (an excursion of 876/1023 with a
@@ -80,6 +76,5 @@ inline Vec3 interpolated(const std::vector<Vec3>& pairs, int x, int filter) {
 }
 
 inline double clamp01(double v) { return std::clamp(v, 0.0, 1.0); }
-inline int code10(double v) { return int(clamp01(v) * 1023 + 0.5); }
 
 } // namespace ColourReference

@@ -3,10 +3,8 @@
 // Y'CbCr conversion within one 8-bit code of ColourReference::toRGB.
 #include "../ColourReference.h"
 #include "ImageTestFrames.h"
-#include "platform/GLTestSupport.h"
 
 #include "image/ColourConversion.h"
-#include "manager/Manager.h"
 
 #include <gtest/gtest.h>
 
@@ -16,19 +14,13 @@
 #include <string>
 
 using Qf::Image::ColourConversion;
+using namespace ColourReference;
 using namespace ImageTestFrames;
 
 namespace {
 
 using CC = ColourConversion;
-
-class ComponentConversionsTest : public QfGLTest::GLTest {
-protected:
-    void SetUp() override {
-        GLTest::SetUp();
-        if (m_gpu) Qf::FxResources::Manager::instance();
-    }
-};
+using ComponentConversionsTest = ImageGPUTest;
 
 // Component c of a swizzle string ("rgba", "bgra", ...) as an index.
 size_t index(char c) { return std::string("rgba").find(c); }
@@ -76,9 +68,8 @@ TEST_F(ComponentConversionsTest, ChannelExpandAndConvertToRGBAFollowTheSourceLay
     EXPECT_FALSE(CC::channelExpand(src, dst, 'x'));
 
     // The same colours stored as BGRA and ARGB bytes come out as the RGBA bytes.
-    for (const Format format : {Format::eBGRA, Format::eARGB, Format::eRGBA}) {
+    for (const auto& [format, order] : {std::pair{Format::eBGRA, "bgra"}, {Format::eARGB, "argb"}, {Format::eRGBA, "rgba"}}) {
         Surface stored(21, 5, format, 8);
-        const char* order = format == Format::eBGRA ? "bgra" : format == Format::eARGB ? "argb" : "rgba";
         for (uint32_t y = 0; y < 5; ++y)
             for (uint32_t x = 0; x < 21; ++x)
                 for (size_t k = 0; k < 4; ++k) stored.getRow(y)[4 * x + k] = src.getRow(y)[4 * x + index(order[k])];
@@ -114,11 +105,8 @@ TEST_F(ComponentConversionsTest, PlanarRGBBecomesInterleavedRGBA) {
     const Ptr<HostImage> got = readBack(dst);
     for (uint32_t y = 0; y < 6; ++y)
         for (uint32_t x = 0; x < 13; ++x) {
-            const uint8_t* p = got->row(int(y)) + 4 * x;
-            ASSERT_EQ(p[0], src.getRow(y, 0)[x]) << x << "," << y;
-            ASSERT_EQ(p[1], src.getRow(y, 1)[x]) << x << "," << y;
-            ASSERT_EQ(p[2], src.getRow(y, 2)[x]) << x << "," << y;
-            ASSERT_EQ(p[3], 255);
+            const uint8_t want[4] = {src.getRow(y, 0)[x], src.getRow(y, 1)[x], src.getRow(y, 2)[x], 255};
+            ASSERT_EQ(std::memcmp(got->row(int(y)) + 4 * x, want, 4), 0) << x << "," << y;
         }
     EXPECT_FALSE(CC::planarRGBToARGB(frame(m_gpu, 8, 2), dst)); // not planar
 }
@@ -126,10 +114,7 @@ TEST_F(ComponentConversionsTest, PlanarRGBBecomesInterleavedRGBA) {
 TEST_F(ComponentConversionsTest, PlanarYCbCrMatchesTheReferenceMatrices) {
     Surface src = planarPicture(*m_gpu, Format::ePlanarYCbCr, 29, 4, true);
     for (const auto& [colourimetry, gamut] : {std::pair{1u, CC::eGamutFull}, {2u, CC::eGamutFull}, {2u, CC::eGamutLegal}}) {
-        Data::Video video;
-        video.colourimetry = colourimetry;
-        video.range = Data::Video::eLegalRange;
-        src.setVideoData(video);
+        src.setVideoData({.colourimetry = colourimetry, .range = Data::Video::eLegalRange});
         Surface dst;
         ASSERT_TRUE(CC::planarYUVToARGB(src, dst, gamut));
         const Ptr<HostImage> got = readBack(dst);
@@ -137,13 +122,10 @@ TEST_F(ComponentConversionsTest, PlanarYCbCrMatchesTheReferenceMatrices) {
         for (uint32_t y = 0; y < 4; ++y)
             for (uint32_t x = 0; x < 29; ++x) {
                 // The planes are Y', Cb, Cr; the reference takes (Y', Cr, Cb).
-                const ColourReference::Vec3 ycrcb = {src.getRow(y, 0)[x] / 255.0, src.getRow(y, 2)[x] / 255.0,
-                                                     src.getRow(y, 1)[x] / 255.0};
-                const ColourReference::Vec3 rgb = ColourReference::toRGB(ycrcb, colourimetry, true, gamut == CC::eGamutFull);
-                for (int c = 0; c < 3; ++c)
-                    worst = std::max(
-                        worst,
-                        std::abs(got->getTexel(int(x), int(y))[size_t(c)] - ColourReference::clamp01(rgb[size_t(c)])) * 255);
+                const Vec3 ycrcb = {src.getRow(y, 0)[x] / 255.0, src.getRow(y, 2)[x] / 255.0, src.getRow(y, 1)[x] / 255.0};
+                const Vec3 rgb = toRGB(ycrcb, colourimetry, true, gamut == CC::eGamutFull);
+                for (size_t c = 0; c < 3; ++c)
+                    worst = std::max(worst, std::abs(got->getTexel(int(x), int(y))[c] - clamp01(rgb[c])) * 255);
             }
         EXPECT_LE(worst, 1.0) << "colourimetry " << colourimetry << " gamut " << gamut;
     }
@@ -155,9 +137,7 @@ TEST_F(ComponentConversionsTest, HostCopiesReturnTheUploadedBytesOfTheirFamilyOn
                                             {Format::eUYVY, 8, true},
                                             {Format::eYUY2, 10, true}}) {
         Surface src = frame(m_gpu, 18, 5, format, uint16_t(bits));
-        Data::VideoSample sample;
-        sample.frameNumber = 41;
-        src.setVideoSampleData(sample);
+        src.setVideoSampleData({.frameNumber = 41});
         Surface host;
         ASSERT_TRUE(yuv ? CC::copyToHostYUVSurface(src, host) : CC::copyToHostRGBSurface(src, host)) << formatName(format);
         EXPECT_FALSE(host.getGPUSurface());

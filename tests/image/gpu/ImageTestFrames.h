@@ -1,17 +1,30 @@
-// Test pictures for the GPU image operations: frame-like content (smooth
-// gradients, a hard edge, fine noise and a ramp of alpha), built on the CPU
-// and uploaded to the real GPU service, and read back for comparison.
+// The fixture and test pictures of the GPU image operations: frame-like
+// content (smooth gradients, a hard edge, fine noise and a ramp of alpha),
+// built on the CPU and uploaded to the real GPU service, and read back for
+// comparison.
 #pragma once
+
+#include "platform/GLTestSupport.h"
 
 #include "host/HostImage.h"
 #include "host/OS.h"
 #include "host/Surface.h"
+#include "manager/Manager.h"
 
 #include <cmath>
 #include <cstring>
 #include <random>
 
 namespace ImageTestFrames {
+
+// The real GPU service with the shipped effects, compiled on demand.
+class ImageGPUTest : public QfGLTest::GLTest {
+protected:
+    void SetUp() override {
+        GLTest::SetUp();
+        if (m_gpu) Qf::FxResources::Manager::instance();
+    }
+};
 
 // A `width` x `height` frame in `format`, written texel by texel as floats
 // 0..1 in the surface's own texel format (so a packed 4:2:2 texel gets one
