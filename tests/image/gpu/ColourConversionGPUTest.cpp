@@ -98,6 +98,20 @@ TEST_F(ConversionGPUTest, RGBToYCrCb444MatchesTheReferenceForEachColourimetryAnd
     }
 }
 
+TEST_F(ConversionGPUTest, TheFullRangeOverrideWritesFullRangeIntoALegalRangeDestination) {
+    // BT.601: a full-range BT.709 destination gets the legal-range row anyway.
+    const Surface src = rgbPicture(*m_gpu, 33, 4, 2);
+    Surface dst = described(33, 4, Format::eRGBA, 16, 1, Data::Video::eLegalRange);
+    CC::setFullRangeOverride(true);
+    const bool converted = CC::convertRGBToYCrCb444(src, dst, CC::eFilterPoint) && dst.readBackFromGPU();
+    CC::setFullRangeOverride(false);
+    ASSERT_TRUE(converted);
+    Worst worst;
+    for (uint32_t y = 0; y < 4; ++y)
+        for (uint32_t x = 0; x < 33; ++x) worst.see(rgbAt(dst, x, y), toYCrCb(rgbAt(src, x, y), 1, false));
+    EXPECT_LE(worst.codes, 1.0);
+}
+
 TEST_F(ConversionGPUTest, YCrCb444ToRGBMatchesTheReferenceWithAndWithoutGamutExpansion) {
     std::mt19937 rng(3);
     std::uniform_int_distribution<int> luma(64, 940), chroma(64, 960);
