@@ -83,6 +83,12 @@ bool render(iShaderEffect& shader, const Ptr<iGPUImage>& input, const Ptr<iGPUIm
     return shader.draw(output, {ShaderInputBinding::whole("Input", input)});
 }
 
+// Ends a test that could not start, with the reason as its failure line.
+void abandonTest(LoggerBase& log, const wchar_t* reason) {
+    log.write(reason, LoggerBase::eFailure);
+    log.endTest();
+}
+
 } // namespace
 
 void GPUTests::runAllTests(LoggerBase& log) {
@@ -110,11 +116,7 @@ void GPUTests::preamble(LoggerBase& log) {
 void GPUTests::hostToGPUTransferTest(LoggerBase& log) {
     log.write(L"Testing host to GPU transfer", LoggerBase::eTitle);
     const Ptr<HostImage> frame = createHostTestImage();
-    if (!frame) {
-        log.write(L"Failed to create test image", LoggerBase::eFailure);
-        log.endTest();
-        return;
-    }
+    if (!frame) return abandonTest(log, L"Failed to create test image");
     timedLoop(log, [&] {
         const Ptr<iGPUImage> target = createGPUImage();
         const bool ok = target && frame->uploadTo(*target);
@@ -128,11 +130,7 @@ void GPUTests::GPUToHostTransferTest(LoggerBase& log) {
     log.write(L"Testing GPU to host transfer", LoggerBase::eTitle);
     const Ptr<HostImage> frame = createHostTestImage();
     const Ptr<iGPUImage> source = createGPUImage();
-    if (!frame || !source || !frame->uploadTo(*source)) {
-        log.write(L"Failed to create test image", LoggerBase::eFailure);
-        log.endTest();
-        return;
-    }
+    if (!frame || !source || !frame->uploadTo(*source)) return abandonTest(log, L"Failed to create test image");
     timedLoop(log, [&] {
         const Ptr<HostImage> target = HostImage::create(testImageSize(), iGPUImage::eRGBA8);
         return target && target->readBackFrom(*source);
@@ -143,18 +141,10 @@ void GPUTests::GPUToHostTransferTest(LoggerBase& log) {
 void GPUTests::shaderPerformanceTest(LoggerBase& log) {
     log.write(L"Testing shader performance", LoggerBase::eTitle);
     const Ptr<iShaderEffect> shader = findTestShader();
-    if (!shader) {
-        log.write(L"Failed to load shader", LoggerBase::eFailure);
-        log.endTest();
-        return;
-    }
+    if (!shader) return abandonTest(log, L"Failed to load shader");
     const Ptr<iGPUImage> input = createGPUImage();
     const Ptr<iGPUImage> output = createGPUImage();
-    if (!input || !output) {
-        log.write(L"Failed to create test images", LoggerBase::eFailure);
-        log.endTest();
-        return;
-    }
+    if (!input || !output) return abandonTest(log, L"Failed to create test images");
 
     // Effects are shared: their parameters and draws are held for the whole run.
     CriticalSectionLock hold(Qf::FxResources::Manager::instance().getShaderUsageLock());
@@ -184,18 +174,10 @@ void GPUTests::shaderPerformanceTest(LoggerBase& log) {
 void GPUTests::combinedTest(LoggerBase& log, bool readBack) {
     log.write(readBack ? L"Testing render performance" : L"Testing playback performance", LoggerBase::eTitle);
     const Ptr<iShaderEffect> shader = findTestShader();
-    if (!shader) {
-        log.write(L"Failed to load shader", LoggerBase::eFailure);
-        log.endTest();
-        return;
-    }
+    if (!shader) return abandonTest(log, L"Failed to load shader");
     const Ptr<HostImage> frame = createHostTestImage();
     const Ptr<HostImage> result = readBack ? HostImage::create(testImageSize(), iGPUImage::eRGBA8) : nullptr;
-    if (!frame || (readBack && !result)) {
-        log.write(L"Failed to create test images", LoggerBase::eFailure);
-        log.endTest();
-        return;
-    }
+    if (!frame || (readBack && !result)) return abandonTest(log, L"Failed to create test images");
 
     CriticalSectionLock hold(Qf::FxResources::Manager::instance().getShaderUsageLock());
     timedLoop(log, [&] {

@@ -35,33 +35,34 @@ LightweightString<wchar_t> absoluteDirectory(const LightweightString<wchar_t>& d
     return withTrailingSeparator(ec ? dir : fromUTF8(absolute.lexically_normal().string().c_str()));
 }
 
-LightweightString<wchar_t> getShadersDir() {
+// A configured directory: the override a caller set, else the environment
+// variable, else the embedded default.
+static LightweightString<wchar_t> configuredDir(const LightweightString<wchar_t>& override, const char* variable,
+                                                const char* fallback) {
     {
         std::lock_guard<std::mutex> lock(g_dirsMutex);
-        if (!g_shadersOverride.empty()) return g_shadersOverride;
+        if (!override.empty()) return override;
     }
-    if (const char* env = std::getenv("QFFX_SHADERS_DIR"); env && *env) return absoluteDirectory(fromUTF8(env));
-    return absoluteDirectory(fromUTF8(QFFX_DEFAULT_SHADERS_DIR));
+    if (const char* env = std::getenv(variable); env && *env) return absoluteDirectory(fromUTF8(env));
+    return absoluteDirectory(fromUTF8(fallback));
 }
 
-void setShadersDir(const LightweightString<wchar_t>& dir) {
+static void setConfiguredDir(LightweightString<wchar_t>& override, const LightweightString<wchar_t>& dir) {
     std::lock_guard<std::mutex> lock(g_dirsMutex);
-    g_shadersOverride = absoluteDirectory(dir);
+    override = absoluteDirectory(dir);
 }
+
+LightweightString<wchar_t> getShadersDir() {
+    return configuredDir(g_shadersOverride, "QFFX_SHADERS_DIR", QFFX_DEFAULT_SHADERS_DIR);
+}
+
+void setShadersDir(const LightweightString<wchar_t>& dir) { setConfiguredDir(g_shadersOverride, dir); }
 
 LightweightString<wchar_t> getFXTemplatesDirectory(iSettings::eType) {
-    {
-        std::lock_guard<std::mutex> lock(g_dirsMutex);
-        if (!g_templatesOverride.empty()) return g_templatesOverride;
-    }
-    if (const char* env = std::getenv("QFFX_TEMPLATES_DIR"); env && *env) return absoluteDirectory(fromUTF8(env));
-    return absoluteDirectory(fromUTF8(QFFX_DEFAULT_TEMPLATES_DIR));
+    return configuredDir(g_templatesOverride, "QFFX_TEMPLATES_DIR", QFFX_DEFAULT_TEMPLATES_DIR);
 }
 
-void setFXTemplatesDir(const LightweightString<wchar_t>& dir) {
-    std::lock_guard<std::mutex> lock(g_dirsMutex);
-    g_templatesOverride = absoluteDirectory(dir);
-}
+void setFXTemplatesDir(const LightweightString<wchar_t>& dir) { setConfiguredDir(g_templatesOverride, dir); }
 
 LightweightString<wchar_t> joinPaths(const LightweightString<wchar_t>& dir, const LightweightString<wchar_t>& name) {
     if (dir.empty()) return name;
