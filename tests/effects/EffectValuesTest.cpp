@@ -32,9 +32,15 @@ const char* const kEffect = "DeclareQuillframeEffect( Test, Cat, Sub, kNoNotes, 
 
 // Each parameter at its declared default (variables at zero), in declaration order.
 const std::vector<std::string> kDefaults = {
-    "set Amount float 0.5",  "set Offset float3 0,0,0",      "set Tint float4 0.875,0.625,0.375,1",
-    "set Mode int 2",        "set Invert bool true",         "set Coefs float3x3 0,0,0,0,0,0,0,0,0",
-    "set Lift float4 0.125,0.25,0.375,0.5", "set Width float 0", "set Add float4 0,0,0,0",
+    "set Amount float 0.5",
+    "set Offset float3 0,0,0",
+    "set Tint float4 0.875,0.625,0.375,1",
+    "set Mode int 2",
+    "set Invert bool true",
+    "set Coefs float3x3 0,0,0,0,0,0,0,0,0",
+    "set Lift float4 0.125,0.25,0.375,0.5",
+    "set Width float 0",
+    "set Add float4 0,0,0,0",
 };
 
 std::vector<QfTest::ParamInfo> compiled(std::initializer_list<std::pair<const char*, iShaderParam::eType>> list) {
@@ -49,14 +55,14 @@ protected:
     // with the internal one, and without Width (a compiler drops unused uniforms).
     Ptr<iShaderEffect> compile(iShaderParam::eType tintType = iShaderParam::eFloat4) {
         gpu.succeedNextCompile(compiled({{"_Hidden", iShaderParam::eFloat},
-                                {"Add", iShaderParam::eFloat4},
-                                {"Lift", iShaderParam::eFloat4},
-                                {"Coefs", iShaderParam::eFloat3x3},
-                                {"Invert", iShaderParam::eBool},
-                                {"Mode", iShaderParam::eInt},
-                                {"Tint", tintType},
-                                {"Offset", iShaderParam::eFloat3},
-                                {"Amount", iShaderParam::eFloat}}));
+                                         {"Add", iShaderParam::eFloat4},
+                                         {"Lift", iShaderParam::eFloat4},
+                                         {"Coefs", iShaderParam::eFloat3x3},
+                                         {"Invert", iShaderParam::eBool},
+                                         {"Mode", iShaderParam::eInt},
+                                         {"Tint", tintType},
+                                         {"Offset", iShaderParam::eFloat3},
+                                         {"Amount", iShaderParam::eFloat}}));
         effect = makePtr<ShaderEffectInfo>(TextFile::fromText(kEffect));
         const ShaderCompilationOutput out = effect->compile();
         EXPECT_TRUE(out.errors.empty());
@@ -106,12 +112,16 @@ TEST_F(EffectValuesTest, WritesEachParameterOnceInDeclarationOrder) {
          {"set Amount float 0.25", "set Offset float3 0,0,0", "set Tint float4 1,0.5,0,1", "set Mode int 0",
           "set Invert bool false", "set Coefs float3x3 1,0,0,0,1,0,0,0,1", "set Lift float4 0.125,0.25,0.375,0.5",
           "set Add float4 0,0,0,0"}},
-        {"a value given twice: the last one", {{"Amount", "0.25"}, {"Amount", "1"}}, [] {
+        {"a value given twice: the last one",
+         {{"Amount", "0.25"}, {"Amount", "1"}},
+         [] {
              auto calls = without(kDefaults, "Width");
              calls[0] = "set Amount float 1";
              return calls;
          }()},
-        {"a float3 and a float4 variable", {{"Offset", "0.5,0.25,1"}, {"Add", "1,2,3,4"}}, [] {
+        {"a float3 and a float4 variable",
+         {{"Offset", "0.5,0.25,1"}, {"Add", "1,2,3,4"}},
+         [] {
              auto calls = without(kDefaults, "Width");
              calls[1] = "set Offset float3 0.5,0.25,1";
              calls.back() = "set Add float4 1,2,3,4";
@@ -154,5 +164,6 @@ TEST_F(EffectValuesTest, AValueTheEffectRefusesStopsTheWritesWithItsName) {
     std::string error;
     EXPECT_FALSE(values.writeTo(*shader, error));
     EXPECT_EQ(error, "the effect refused the value of parameter 'Tint'");
-    EXPECT_EQ(gpu.calls(), (std::vector<std::string>{"set Amount float 0.5", "set Offset float3 0,0,0", "set Tint float4 0.875,0.625,0.375,1"}));
+    EXPECT_EQ(gpu.calls(), (std::vector<std::string>{"set Amount float 0.5", "set Offset float3 0,0,0",
+                                                     "set Tint float4 0.875,0.625,0.375,1"}));
 }
