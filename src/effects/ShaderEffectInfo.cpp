@@ -33,32 +33,26 @@ Text joinLines(const std::vector<Text>& lines) {
 
 ShaderEffectInfo::ShaderEffectInfo() = default;
 
-ShaderEffectInfo::ShaderEffectInfo(const LightweightString<wchar_t>& fileName, uint64_t time)
-    : m_fullPath(fileName), m_fileTime(time), m_source(fileName) {}
+ShaderEffectInfo::ShaderEffectInfo(const LightweightString<wchar_t>& fileName, uint64_t time) {
+    m_state.fullPath = fileName;
+    m_state.fileTime = time;
+    m_state.source = TextFile(fileName);
+}
 
-ShaderEffectInfo::ShaderEffectInfo(const Ptr<iShaderEffect>& compiled, const LightweightString<wchar_t>& key) : m_fullPath(key) {
+ShaderEffectInfo::ShaderEffectInfo(const Ptr<iShaderEffect>& compiled, const LightweightString<wchar_t>& key) {
+    m_state.fullPath = key;
     setShader(compiled);
 }
 
-ShaderEffectInfo::ShaderEffectInfo(const TextFile& text) : m_source(text) {}
+ShaderEffectInfo::ShaderEffectInfo(const TextFile& text) { m_state.source = text; }
 
-// Copies take every member but the lock and the reference count.
+// Copies and moves take the state whole: not the lock, the reference count or
+// a read in progress.
 ShaderEffectInfo::ShaderEffectInfo(const ShaderEffectInfo& o)
-    : Qf::InternalRefCount(), iVirtual(), iObject(), m_generator(o.m_generator), m_shader(o.m_shader), m_name(o.m_name),
-      m_category(o.m_category), m_subcategory(o.m_subcategory), m_notes(o.m_notes), m_caps(o.m_caps), m_inputs(o.m_inputs),
-      m_techniques(o.m_techniques), m_pendingPasses(o.m_pendingPasses), m_params(o.m_params),
-      m_processedSource(o.m_processedSource), m_errors(o.m_errors), m_variables(o.m_variables),
-      m_compiledLineSources(o.m_compiledLineSources), m_readerErrors(o.m_readerErrors), m_fullPath(o.m_fullPath),
-      m_fileTime(o.m_fileTime), m_source(o.m_source), m_read(o.m_read) {}
+    : Qf::InternalRefCount(), iVirtual(), iObject(), m_state(o.m_state) {}
 
 ShaderEffectInfo::ShaderEffectInfo(ShaderEffectInfo&& o) noexcept
-    : Qf::InternalRefCount(), iVirtual(), iObject(), m_generator(std::move(o.m_generator)), m_shader(std::move(o.m_shader)),
-      m_name(std::move(o.m_name)), m_category(std::move(o.m_category)), m_subcategory(std::move(o.m_subcategory)),
-      m_notes(std::move(o.m_notes)), m_caps(o.m_caps), m_inputs(std::move(o.m_inputs)), m_techniques(std::move(o.m_techniques)),
-      m_pendingPasses(std::move(o.m_pendingPasses)), m_params(std::move(o.m_params)),
-      m_processedSource(std::move(o.m_processedSource)), m_errors(std::move(o.m_errors)), m_variables(std::move(o.m_variables)),
-      m_compiledLineSources(std::move(o.m_compiledLineSources)), m_readerErrors(std::move(o.m_readerErrors)),
-      m_fullPath(std::move(o.m_fullPath)), m_fileTime(o.m_fileTime), m_source(std::move(o.m_source)), m_read(o.m_read) {}
+    : Qf::InternalRefCount(), iVirtual(), iObject(), m_state(std::move(o.m_state)) {}
 
 ShaderEffectInfo& ShaderEffectInfo::operator=(const ShaderEffectInfo& o) {
     if (this != &o) {
@@ -71,55 +65,37 @@ ShaderEffectInfo& ShaderEffectInfo::operator=(const ShaderEffectInfo& o) {
 ShaderEffectInfo& ShaderEffectInfo::operator=(ShaderEffectInfo&& o) noexcept {
     if (this == &o) return *this;
     CriticalSectionLock hold(m_lock);
-    m_generator = std::move(o.m_generator);
-    m_shader = std::move(o.m_shader);
-    m_name = std::move(o.m_name);
-    m_category = std::move(o.m_category);
-    m_subcategory = std::move(o.m_subcategory);
-    m_notes = std::move(o.m_notes);
-    m_caps = o.m_caps;
-    m_inputs = std::move(o.m_inputs);
-    m_techniques = std::move(o.m_techniques);
-    m_pendingPasses = std::move(o.m_pendingPasses);
-    m_params = std::move(o.m_params);
-    m_processedSource = std::move(o.m_processedSource);
-    m_errors = std::move(o.m_errors);
-    m_variables = std::move(o.m_variables);
-    m_compiledLineSources = std::move(o.m_compiledLineSources);
-    m_readerErrors = std::move(o.m_readerErrors);
-    m_fullPath = std::move(o.m_fullPath);
-    m_fileTime = o.m_fileTime;
-    m_source = std::move(o.m_source);
-    m_read = o.m_read;
+    m_state = std::move(o.m_state);
     return *this;
 }
 
 ShaderEffectInfo::~ShaderEffectInfo() = default;
 
-LightweightString<wchar_t> ShaderEffectInfo::getName() const { return fromUTF8(m_name); }
-LightweightString<wchar_t> ShaderEffectInfo::getCategory() const { return fromUTF8(m_category); }
-LightweightString<wchar_t> ShaderEffectInfo::getSubcategory() const { return fromUTF8(m_subcategory); }
-LightweightString<wchar_t> ShaderEffectInfo::getNotes() const { return fromUTF8(m_notes); }
+LightweightString<wchar_t> ShaderEffectInfo::getName() const { return fromUTF8(m_state.name); }
+LightweightString<wchar_t> ShaderEffectInfo::getCategory() const { return fromUTF8(m_state.category); }
+LightweightString<wchar_t> ShaderEffectInfo::getSubcategory() const { return fromUTF8(m_state.subcategory); }
+LightweightString<wchar_t> ShaderEffectInfo::getNotes() const { return fromUTF8(m_state.notes); }
 
 void ShaderEffectInfo::read(const Ptr<iShaderCodeGenerator>& generator) {
     CriticalSectionLock hold(m_lock);
-    if (m_read || !generator) return;
-    m_generator = generator;
+    if (m_state.sourceRead || !generator) return;
+    m_state.generator = generator;
     preProcess();
 }
 
 ShaderCompileInput ShaderEffectInfo::makeCompileInput(const iShaderCodeGenerator& generator) const {
     ShaderCompileInput input;
-    input.path = m_fullPath;
+    input.path = m_state.fullPath;
     input.definitions = ShaderContract::specialParameterDefinitions();
     // Text that was generated already is compiled as it stands, from its file.
-    input.fromFile = m_processedSource.empty();
+    input.fromFile = m_state.processedSource.empty();
     if (input.fromFile) {
-        input.text = joinLines(m_source.lines());
+        input.text = joinLines(m_state.source.lines());
         return input;
     }
-    input.text = joinLines(m_processedSource);
-    for (ShaderDefinition& extra : generator.getExtraDefinitions(m_techniques)) input.definitions.push_back(std::move(extra));
+    input.text = joinLines(m_state.processedSource);
+    for (ShaderDefinition& extra : generator.getExtraDefinitions(m_state.techniques))
+        input.definitions.push_back(std::move(extra));
     return input;
 }
 
@@ -130,21 +106,21 @@ uint32_t ShaderSourceMap::fileLineOf(const ShaderError& error) const {
 }
 
 ShaderSourceMap ShaderEffectInfo::getSourceMap() const {
-    CriticalSectionLock hold(const_cast<CriticalSection&>(m_lock));
+    CriticalSectionLock hold(m_lock);
     ShaderSourceMap map;
-    map.readerErrors = m_readerErrors;
-    if (m_processedSource.empty()) {
+    map.readerErrors = m_state.readerErrors;
+    if (m_state.processedSource.empty()) {
         // Generated text is compiled from its file as it stands.
-        for (size_t i = 0; i < m_source.numLines(); ++i) map.lines.push_back(uint32_t(i + 1));
+        for (size_t i = 0; i < m_state.source.numLines(); ++i) map.lines.push_back(uint32_t(i + 1));
     } else {
-        map.lines = m_compiledLineSources;
+        map.lines = m_state.compiledLineSources;
     }
     return map;
 }
 
 Ptr<iShaderEffect> ShaderEffectInfo::getCompiledShader() const {
-    CriticalSectionLock hold(const_cast<CriticalSection&>(m_lock));
-    return m_shader;
+    CriticalSectionLock hold(m_lock);
+    return m_state.shader;
 }
 
 // compile:
@@ -159,26 +135,26 @@ Ptr<iShaderEffect> ShaderEffectInfo::getCompiledShader() const {
 //    rebuilt from the compiled effect.
 ShaderCompilationOutput ShaderEffectInfo::compile(Ptr<iShaderCodeGenerator> generator) {
     CriticalSectionLock hold(m_lock);
-    if (m_shader) return {m_shader, {}};
+    if (m_state.shader) return {m_state.shader, {}};
 
     iGPUService* gpu = OS()->gpu();
-    m_generator =
+    m_state.generator =
         generator ? generator : makeCodeGenerator(gpu ? gpu->getShadingLanguage() : eShadingLanguageCg, getShadersDir());
-    if (!m_read) preProcess();
+    if (!m_state.sourceRead) preProcess();
 
     ShaderCompilationOutput out;
-    if (!m_errors.empty()) {
-        out.errors = std::move(m_errors);
-        m_errors.clear();
+    if (!m_state.errors.empty()) {
+        out.errors = std::move(m_state.errors);
+        m_state.errors.clear();
         return out;
     }
     if (!gpu) return noGPUService();
-    const ShaderCompileInput input = makeCompileInput(*m_generator);
+    const ShaderCompileInput input = makeCompileInput(*m_state.generator);
     out = input.fromFile ? gpu->compileEffectFile(input.path, input.definitions)
                          : gpu->compileEffectText(input.text, input.definitions);
 
     if (out.shader) {
-        for (const Shader::Input& i : m_inputs) out.shader->setSamplerState(i.name, i.scaling, i.edgeMode);
+        for (const Shader::Input& i : m_state.inputs) out.shader->setSamplerState(i.name, i.scaling, i.edgeMode);
         setShader(out.shader);
     } else {
         for (Shader::Error& e : out.errors) e.message = e.message.trimmedBlanks();
@@ -202,13 +178,13 @@ uint32_t ShaderEffectInfo::getCaps(const Ptr<iShaderEffect>& compiled) {
 }
 
 void ShaderEffectInfo::setShader(const Ptr<iShaderEffect>& compiled) {
-    m_shader = compiled;
-    m_params.clear();
-    if (!m_shader) return;
-    m_caps = getCaps(m_shader);
+    m_state.shader = compiled;
+    m_state.params.clear();
+    if (!m_state.shader) return;
+    m_state.caps = getCaps(m_state.shader);
     // Indices are 16-bit: the scan ends after index 65535 whatever that parameter is.
     for (uint32_t i = 0; i <= UINT16_MAX; ++i) {
-        const Ptr<iShaderParam> p = m_shader->getParam(uint16_t(i));
+        const Ptr<iShaderParam> p = m_state.shader->getParam(uint16_t(i));
         if (!p) break;
         const Text id = p->getName();
         if (isInternalParameter(id)) continue;
@@ -216,7 +192,7 @@ void ShaderEffectInfo::setShader(const Ptr<iShaderEffect>& compiled) {
         p->getAnnotation("Description", description);
         p->getAnnotation("Group", group);
         if (description.empty()) description = id;
-        m_params.emplace_back(p->getType(), id, fromUTF8(description), fromUTF8(group));
+        m_state.params.emplace_back(p->getType(), id, fromUTF8(description), fromUTF8(group));
     }
 }
 
@@ -231,9 +207,9 @@ void ShaderEffectInfo::setOnDemandCompiler(OnDemandCompiler compiler) {
 Ptr<iShaderEffect> ShaderEffectInfo::getShader() const {
     bool hasPath;
     {
-        CriticalSectionLock hold(const_cast<CriticalSection&>(m_lock));
-        if (m_shader) return m_shader;
-        hasPath = !m_fullPath.empty();
+        CriticalSectionLock hold(m_lock);
+        if (m_state.shader) return m_state.shader;
+        hasPath = !m_state.fullPath.empty();
     }
     const OnDemandCompiler compiler = g_onDemandCompiler.load(std::memory_order_acquire);
     if (hasPath && compiler) compiler(*this);

@@ -83,22 +83,22 @@ public:
     LightweightString<wchar_t> getCategory() const;
     LightweightString<wchar_t> getSubcategory() const;
     LightweightString<wchar_t> getNotes() const;
-    uint32_t getCaps() const { return m_caps; }
-    const std::vector<Shader::Input>& getInputs() const { return m_inputs; }
-    const std::vector<Shader::Parameter>& getParams() const { return m_params; }
-    const std::vector<Shader::Technique>& getTechniques() const { return m_techniques; }
-    const std::vector<LightweightString<char>>& getProcessedSourceCode() const { return m_processedSource; }
-    const std::vector<Shader::Error>& getErrors() const { return m_errors; }
+    uint32_t getCaps() const { return m_state.caps; }
+    const std::vector<Shader::Input>& getInputs() const { return m_state.inputs; }
+    const std::vector<Shader::Parameter>& getParams() const { return m_state.params; }
+    const std::vector<Shader::Technique>& getTechniques() const { return m_state.techniques; }
+    const std::vector<LightweightString<char>>& getProcessedSourceCode() const { return m_state.processedSource; }
+    const std::vector<Shader::Error>& getErrors() const { return m_state.errors; }
     // Declarations that give only an ID: shader variables the host sets, with
     // no user-visible parameter (not part of getParams()).
-    const std::vector<Shader::Parameter>& getVariables() const { return m_variables; }
+    const std::vector<Shader::Parameter>& getVariables() const { return m_state.variables; }
     // Where each line of the read text came from (see ShaderSourceMap).
     ShaderSourceMap getSourceMap() const;
-    const LightweightString<wchar_t>& getFullPath() const { return m_fullPath; }
-    uint64_t getFileTime() const { return m_fileTime; }
-    const TextFile& getSource() const { return m_source; }
-    void setFileName(const LightweightString<wchar_t>& path) { m_fullPath = path; }
-    void setFile(const TextFile& text) { m_source = text; }
+    const LightweightString<wchar_t>& getFullPath() const { return m_state.fullPath; }
+    uint64_t getFileTime() const { return m_state.fileTime; }
+    const TextFile& getSource() const { return m_state.source; }
+    void setFileName(const LightweightString<wchar_t>& path) { m_state.fullPath = path; }
+    void setFile(const TextFile& text) { m_state.source = text; }
 
     // Reads the source with `generator` into the model and processed source,
     // unless it was read before. compile() does this itself.
@@ -175,31 +175,38 @@ private:
     static uint32_t getCaps(const Ptr<iShaderEffect>& shader);
     void setShader(const Ptr<iShaderEffect>& shader);
 
-    Ptr<iShaderCodeGenerator> m_generator;
-    Ptr<iShaderEffect> m_shader;
-    CriticalSection m_lock;
-    LightweightString<char> m_name, m_category, m_subcategory, m_notes;
-    uint32_t m_caps = 0;
-    std::vector<Shader::Input> m_inputs;
-    std::vector<Shader::Technique> m_techniques;
-    std::vector<Shader::Function> m_pendingPasses;
-    std::vector<Shader::Parameter> m_params;
-    std::vector<LightweightString<char>> m_processedSource;
-    std::vector<Shader::Error> m_errors;
-    std::vector<Shader::Parameter> m_variables;
-    // The source map: a file line per compiled line, and the reader's errors
-    // with their file lines (kept after the errors are handed out).
-    std::vector<uint32_t> m_compiledLineSources;
-    std::vector<ShaderSourceMap::ReaderError> m_readerErrors;
+    // Everything a copy or a move takes: one structure, so that a member added
+    // here is copied too (an effect recompiled in place is assigned whole).
+    struct State {
+        Ptr<iShaderCodeGenerator> generator;
+        Ptr<iShaderEffect> shader;
+        LightweightString<char> name, category, subcategory, notes;
+        uint32_t caps = 0;
+        std::vector<Shader::Input> inputs;
+        std::vector<Shader::Technique> techniques;
+        std::vector<Shader::Function> pendingPasses;
+        std::vector<Shader::Parameter> params;
+        std::vector<LightweightString<char>> processedSource;
+        std::vector<Shader::Error> errors;
+        std::vector<Shader::Parameter> variables;
+        // The source map: a file line per compiled line, and the reader's errors
+        // with their file lines (kept after the errors are handed out).
+        std::vector<uint32_t> compiledLineSources;
+        std::vector<ShaderSourceMap::ReaderError> readerErrors;
+        LightweightString<wchar_t> fullPath;
+        uint64_t fileTime = 0;
+        TextFile source;
+        // The source has been read. Generated text leaves the processed source
+        // empty; this keeps a retry from reading (and adding its inputs) twice.
+        bool sourceRead = false;
+    };
+
+    State m_state;
+    // Not copied: each object has its own.
+    mutable CriticalSection m_lock;
     // While reading: the file line being read, and the file line of each pass
     // and entry function declared (by function name). Not copied: only a read
     // in progress uses them.
     uint32_t m_readingLine = 0;
     std::vector<std::pair<LightweightString<char>, uint32_t>> m_functionLines;
-    LightweightString<wchar_t> m_fullPath;
-    uint64_t m_fileTime = 0;
-    TextFile m_source;
-    // The source has been read. Generated text leaves the processed source
-    // empty; this keeps a retry from reading (and adding its inputs) twice.
-    bool m_read = false;
 };

@@ -108,9 +108,9 @@ const char* ShaderEffectInfo::errorPrefix(eErrorType kind) {
 void ShaderEffectInfo::recordError(eErrorType kind, const Text& text) {
     const char* prefix = errorPrefix(kind);
     if (!prefix) return;
-    const size_t line = std::min(m_processedSource.size(), kMaxProcessedLines);
-    m_errors.push_back({prefix + text, uint16_t(line)});
-    m_readerErrors.push_back({m_errors.back(), m_readingLine});
+    const size_t line = std::min(m_state.processedSource.size(), kMaxProcessedLines);
+    m_state.errors.push_back({prefix + text, uint16_t(line)});
+    m_state.readerErrors.push_back({m_state.errors.back(), m_readingLine});
 }
 
 // Appends generated lines, each of which may hold several lines of text
@@ -118,8 +118,8 @@ void ShaderEffectInfo::recordError(eErrorType kind, const Text& text) {
 void ShaderEffectInfo::appendProcessed(Shader::Lines&& lines, uint32_t fileLine) {
     for (Text& l : lines) {
         const size_t breaks = size_t(std::count(l.view().begin(), l.view().end(), '\n'));
-        m_compiledLineSources.insert(m_compiledLineSources.end(), breaks + 1, fileLine);
-        m_processedSource.push_back(std::move(l));
+        m_state.compiledLineSources.insert(m_state.compiledLineSources.end(), breaks + 1, fileLine);
+        m_state.processedSource.push_back(std::move(l));
     }
 }
 
@@ -137,23 +137,23 @@ void ShaderEffectInfo::appendTechniques() {
         }
         return 0;
     };
-    const Text& firstEntry = m_techniques.front().passes.back().functionName;
+    const Text& firstEntry = m_state.techniques.front().passes.back().functionName;
     uint32_t frameLine = 0;
     for (const auto& [function, fileLine] : m_functionLines)
         if (function == firstEntry) {
             frameLine = fileLine;
             break;
         }
-    for (Text& entry : m_generator->generate(m_techniques)) {
+    for (Text& entry : m_state.generator->generate(m_state.techniques)) {
         const std::string_view v = entry.view();
         for (size_t start = 0;;) {
             const size_t nl = v.find('\n', start);
             const uint32_t named = declarationOf(v.substr(start, nl == std::string_view::npos ? nl : nl - start));
-            m_compiledLineSources.push_back(named ? named : frameLine);
+            m_state.compiledLineSources.push_back(named ? named : frameLine);
             if (nl == std::string_view::npos) break;
             start = nl + 1;
         }
-        m_processedSource.push_back(std::move(entry));
+        m_state.processedSource.push_back(std::move(entry));
     }
 }
 
@@ -172,41 +172,41 @@ std::vector<Text> ShaderEffectInfo::extractDeclarationArguments(const Text& line
 }
 
 void ShaderEffectInfo::preProcess() {
-    m_read = true;
-    if (m_source.empty() || !m_generator) return;
-    m_processedSource.reserve(m_processedSource.size() + m_source.numLines());
-    m_compiledLineSources.reserve(m_processedSource.capacity());
+    m_state.sourceRead = true;
+    if (m_state.source.empty() || !m_state.generator) return;
+    m_state.processedSource.reserve(m_state.processedSource.size() + m_state.source.numLines());
+    m_state.compiledLineSources.reserve(m_state.processedSource.capacity());
 
-    for (const Text& line : m_source.lines()) {
+    for (const Text& line : m_state.source.lines()) {
         // The source map counts file lines from 1, as editors do.
         const uint32_t fileLine = ++m_readingLine;
         // All tests are prefix tests on the line without its surrounding
         // blanks (0x20 only); the trimmed copy is made only when it is used.
         const std::string_view t = Text::trimBlanks(line.view());
         if (t.starts_with(ShaderContract::kGeneratedTextMarker)) {
-            m_processedSource.clear();
-            m_compiledLineSources.clear();
+            m_state.processedSource.clear();
+            m_state.compiledLineSources.clear();
             break;
         }
         if (t.starts_with("#include"))
             appendProcessed(handleIncludeDirective(Text(t)), fileLine);
         else if (t.starts_with("//"))
-            appendProcessed(m_generator->generate(Shader::Comment{Text(t)}), fileLine);
+            appendProcessed(m_state.generator->generate(Shader::Comment{Text(t)}), fileLine);
         else if (!t.starts_with("Declare"))
-            appendProcessed(m_generator->generate(line), fileLine);
+            appendProcessed(m_state.generator->generate(line), fileLine);
         else
             appendProcessed(dispatchDeclaration(Text(t)), fileLine);
     }
-    if (!m_techniques.empty()) appendTechniques();
+    if (!m_state.techniques.empty()) appendTechniques();
     m_functionLines.clear();
     m_readingLine = 0;
 
     // Beyond 65,535 lines the 16-bit line records would wrap: such an effect
     // is refused with one record instead of errors pointing at wrong lines.
-    if (m_processedSource.size() > kMaxProcessedLines) {
-        const Text count = StringFromInteger(int64_t(m_processedSource.size()));
-        m_errors.clear();
-        m_readerErrors.clear();
+    if (m_state.processedSource.size() > kMaxProcessedLines) {
+        const Text count = StringFromInteger(int64_t(m_state.processedSource.size()));
+        m_state.errors.clear();
+        m_state.readerErrors.clear();
         recordError(eTooManyLines, count);
     }
 }
@@ -256,8 +256,8 @@ bool ShaderEffectInfo::checkParameterFlags(const Text& flags, const char** table
 }
 
 Shader::Parameter& ShaderEffectInfo::addParameter(const Args& args, iShaderParam::eType type) {
-    m_params.emplace_back(type, args[0], fromUTF8(args[1]), fromUTF8(args[2]));
-    return m_params.back();
+    m_state.params.emplace_back(type, args[0], fromUTF8(args[1]), fromUTF8(args[2]));
+    return m_state.params.back();
 }
 
 // Numbers that a float parameter cannot hold (an infinity, or beyond the
@@ -279,8 +279,8 @@ bool ShaderEffectInfo::readInteger(const Text& text, int64_t& value) {
 
 Shader::Lines ShaderEffectInfo::declareVariableOnly(const Args& args, iShaderParam::eType type) {
     // A shader variable without a user-visible parameter.
-    m_variables.emplace_back(type, args[0], LightweightString<wchar_t>(), LightweightString<wchar_t>());
-    return m_generator->generate(m_variables.back());
+    m_state.variables.emplace_back(type, args[0], LightweightString<wchar_t>(), LightweightString<wchar_t>());
+    return m_state.generator->generate(m_state.variables.back());
 }
 
 Shader::Lines ShaderEffectInfo::handleFloatParam(const Args& args, bool animated) {
@@ -302,7 +302,7 @@ Shader::Lines ShaderEffectInfo::handleFloatParam(const Args& args, bool animated
     p.properties.set(Key::kMin, minValue);
     p.properties.set(Key::kMax, maxValue);
     p.properties.setInt(Key::kAnimated, animated ? 1 : 0);
-    return m_generator->generate(p);
+    return m_state.generator->generate(p);
 }
 
 Shader::Lines ShaderEffectInfo::handleIntParam(const Args& args) {
@@ -316,7 +316,7 @@ Shader::Lines ShaderEffectInfo::handleIntParam(const Args& args) {
     Shader::Parameter& p = addParameter(args, iShaderParam::eInt);
     p.properties.setInt(Key::kDefault, defaultValue);
     p.properties.set(Key::kChoices, args[4]);
-    return m_generator->generate(p);
+    return m_state.generator->generate(p);
 }
 
 Shader::Lines ShaderEffectInfo::handleBoolParam(const Args& args) {
@@ -326,7 +326,7 @@ Shader::Lines ShaderEffectInfo::handleBoolParam(const Args& args) {
     }
     Shader::Parameter& p = addParameter(args, iShaderParam::eBool);
     p.properties.set(Key::kDefault, equalsIgnoreCase(args[3], "true"));
-    return m_generator->generate(p);
+    return m_state.generator->generate(p);
 }
 
 Shader::Lines ShaderEffectInfo::handleColourParam(const Args& args) {
@@ -346,7 +346,7 @@ Shader::Lines ShaderEffectInfo::handleColourParam(const Args& args) {
     p.properties.set(Key::kColour2, components[1]);
     p.properties.set(Key::kColour3, components[2]);
     if (args.size() == 8) p.properties.set(Key::kAlpha, components[3]);
-    return m_generator->generate(p);
+    return m_state.generator->generate(p);
 }
 
 Shader::Lines ShaderEffectInfo::handleFloat3Param(const Args& args) {
@@ -364,10 +364,10 @@ Shader::Lines ShaderEffectInfo::handleEffectDeclaration(const Args& args) {
         recordError(args.size() < 5 ? eTooFewArguments : eTooManyArguments, kEffectSignature);
         return {};
     }
-    m_name = args[0];
-    m_category = args[1];
-    m_subcategory = args[2];
-    m_notes = args[3];
+    m_state.name = args[0];
+    m_state.category = args[1];
+    m_state.subcategory = args[2];
+    m_state.notes = args[3];
     static constexpr std::pair<std::string_view, uint32_t> kCapWords[] = {
         {"CanSize", ScaleAware | RotationAware}, {"RotationAware", RotationAware},       {"ScaleAware", ScaleAware},
         {"HasMinOutputSize", HasMinOutputSize},  {"HasMaxOutputSize", HasMaxOutputSize},
@@ -375,12 +375,13 @@ Shader::Lines ShaderEffectInfo::handleEffectDeclaration(const Args& args) {
     for (std::string_view word : splitAtBars(args[4].view())) {
         for (const auto& [capWord, bits] : kCapWords) {
             if (equalsIgnoreCase(word, capWord)) {
-                m_caps |= bits;
+                m_state.caps |= bits;
                 break;
             }
         }
     }
-    return m_generator->generate(Shader::Header{m_name, m_category, m_subcategory, m_notes, m_caps});
+    return m_state.generator->generate(
+        Shader::Header{m_state.name, m_state.category, m_state.subcategory, m_state.notes, m_state.caps});
 }
 
 Shader::Lines ShaderEffectInfo::handleInput(const Args& args, Shader::Input::eDimension dimension) {
@@ -399,8 +400,8 @@ Shader::Lines ShaderEffectInfo::handleInput(const Args& args, Shader::Input::eDi
         else if (equalsIgnoreCase(edge, "mirror"))
             input.edgeMode = iShaderEffectBase::Mirror;
     }
-    m_inputs.push_back(input);
-    return m_generator->generate(m_inputs.back());
+    m_state.inputs.push_back(input);
+    return m_state.generator->generate(m_state.inputs.back());
 }
 
 Shader::Lines ShaderEffectInfo::handleInputs(const Args& args) {
@@ -411,8 +412,8 @@ Shader::Lines ShaderEffectInfo::handleInputs(const Args& args) {
         Shader::Input input;
         input.textureName = makeTextureName(arg);
         input.name = arg;
-        m_inputs.push_back(input);
-        for (const Text& l : m_generator->generate(m_inputs.back())) joined += l;
+        m_state.inputs.push_back(input);
+        for (const Text& l : m_state.generator->generate(m_state.inputs.back())) joined += l;
         any = true;
     }
     return any ? Shader::Lines{joined} : Shader::Lines();
@@ -423,8 +424,8 @@ Shader::Lines ShaderEffectInfo::handleMask(const Args&) {
     mask.name = "Mask";
     mask.textureName = makeTextureName("mask");
     mask.isMask = true;
-    m_inputs.push_back(mask);
-    return m_generator->generate(m_inputs.back());
+    m_state.inputs.push_back(mask);
+    return m_state.generator->generate(m_state.inputs.back());
 }
 
 Shader::Lines ShaderEffectInfo::handlePass(const Args& args) {
@@ -432,9 +433,9 @@ Shader::Lines ShaderEffectInfo::handlePass(const Args& args) {
         recordError(args.empty() ? eTooFewArguments : eTooManyArguments, kPassSignature);
         return {};
     }
-    m_pendingPasses.emplace_back(args[0], Shader::passFunctionName(args[0]), makeTextureName(args[0]));
-    m_functionLines.emplace_back(m_pendingPasses.back().functionName, m_readingLine);
-    return m_generator->generate(m_pendingPasses.back(), true);
+    m_state.pendingPasses.emplace_back(args[0], Shader::passFunctionName(args[0]), makeTextureName(args[0]));
+    m_functionLines.emplace_back(m_state.pendingPasses.back().functionName, m_readingLine);
+    return m_state.generator->generate(m_state.pendingPasses.back(), true);
 }
 
 Shader::Lines ShaderEffectInfo::handleEntryPoint(const Args& args) {
@@ -444,12 +445,12 @@ Shader::Lines ShaderEffectInfo::handleEntryPoint(const Args& args) {
     }
     const Text entry = args.empty() ? Text("QfMain") : args[0];
     // The entry point closes a technique: the passes since the last one, then itself.
-    m_techniques.emplace_back();
-    m_techniques.back().passes = std::move(m_pendingPasses);
-    m_pendingPasses.clear();
-    m_techniques.back().passes.emplace_back(entry, Text(), Text());
-    m_functionLines.emplace_back(m_techniques.back().passes.back().functionName, m_readingLine);
-    return m_generator->generate(m_techniques.back().passes.back(), false);
+    m_state.techniques.emplace_back();
+    m_state.techniques.back().passes = std::move(m_state.pendingPasses);
+    m_state.pendingPasses.clear();
+    m_state.techniques.back().passes.emplace_back(entry, Text(), Text());
+    m_functionLines.emplace_back(m_state.techniques.back().passes.back().functionName, m_readingLine);
+    return m_state.generator->generate(m_state.techniques.back().passes.back(), false);
 }
 
 Shader::Lines ShaderEffectInfo::handleIncludeDirective(const Text& line) {
@@ -457,5 +458,5 @@ Shader::Lines ShaderEffectInfo::handleIncludeDirective(const Text& line) {
     if (open == Text::npos) return {};
     const size_t close = line.find('"', open + 1);
     if (close == Text::npos) return {};
-    return m_generator->generate(Shader::Include{line.substr(open + 1, close - open - 1)});
+    return m_state.generator->generate(Shader::Include{line.substr(open + 1, close - open - 1)});
 }

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <thread>
 
 using ::testing::ElementsAre;
@@ -198,4 +199,71 @@ TEST_F(EffectCompile, CgTextIgnoresACommaLocale) {
                "DeclareColourParam( Tint, T, G, kNoFlags, 0.25, 0.5, 0.75, 1 )\n")
         ->compile();
     EXPECT_EQ(gpu.compiles().back().text.str(), "\nfloat Amount = 0.5;\n\nfloat4 Tint = { 0.25,0.5,0.75,1 };\n");
+}
+
+namespace {
+
+// Everything an effect shows of itself, as text, to compare an effect with its copies.
+std::string snapshot(const ShaderEffectInfo& e) {
+    std::string s = toUTF8(e.getName()).str() + "|" + toUTF8(e.getCategory()).str() + "|" + toUTF8(e.getSubcategory()).str() +
+                    "|" + toUTF8(e.getNotes()).str() + "|caps " + std::to_string(e.getCaps()) + "|path " +
+                    toUTF8(e.getFullPath()).str() + "|time " + std::to_string(e.getFileTime()) + "|shader " +
+                    std::to_string(reinterpret_cast<uintptr_t>(e.getCompiledShader().get())) + "\n";
+    for (const Shader::Input& i : e.getInputs()) s += "input " + i.name.str() + "\n";
+    for (const Shader::Parameter& p : e.getParams()) s += "param " + p.id.str() + " " + toUTF8(p.name).str() + "\n";
+    for (const Shader::Parameter& p : e.getVariables()) s += "variable " + p.id.str() + "\n";
+    for (const Shader::Technique& t : e.getTechniques()) s += "technique of " + std::to_string(t.passes.size()) + "\n";
+    for (const Text& line : e.getProcessedSourceCode()) s += "processed " + line.str() + "\n";
+    for (const Text& line : e.getSource().lines()) s += "source " + line.str() + "\n";
+    for (const ShaderError& error : e.getErrors()) s += "error " + error.message.str() + "\n";
+    const ShaderSourceMap map = e.getSourceMap();
+    for (uint32_t line : map.lines) s += std::to_string(line) + " ";
+    for (const auto& r : map.readerErrors) s += "\nreader error " + r.error.message.str() + " at " + std::to_string(r.fileLine);
+    return s;
+}
+
+} // namespace
+
+// A manager recompiling a changed file assigns the fresh effect over the one
+// it knows: copies and moves must take every member.
+TEST_F(EffectCompile, CopiesAndMovesTakeTheWholeEffect) {
+    const auto compiled = effectFrom(kEffect + std::string("DeclareFloat3Param( Offset )\n"));
+    compiled->setFileName(L"/fx/Test.fx");
+    ASSERT_TRUE(compiled->compile().shader);
+    // Read only, with a reader error still to be handed out.
+    const auto unread = effectFrom("DeclareQuillframeEffect( Bad, C, S, N, kNoFlags )\nDeclarePass()\nDeclarePass( P )\n{}\n");
+    unread->read(makePtr<CgCodeGenerator>());
+    ASSERT_FALSE(unread->getErrors().empty());
+
+    using Copier = std::function<Ptr<ShaderEffectInfo>(const ShaderEffectInfo&)>;
+    const std::pair<const char*, Copier> ways[] = {
+        {"copy", [](const ShaderEffectInfo& e) { return makePtr<ShaderEffectInfo>(e); }},
+        {"move", [](const ShaderEffectInfo& e) { return makePtr<ShaderEffectInfo>(ShaderEffectInfo(e)); }},
+        {"copy assignment over another effect",
+         [](const ShaderEffectInfo& e) {
+             auto target = effectFrom("DeclareQuillframeEffect( Old, C, S, N, kNoFlags )\nDeclareInput( Other )\n");
+             target->compile();
+             *target = e;
+             return target;
+         }},
+        {"move assignment over another effect",
+         [](const ShaderEffectInfo& e) {
+             auto target = effectFrom("DeclareQuillframeEffect( Old, C, S, N, kNoFlags )\nDeclareInput( Other )\n");
+             target->compile();
+             ShaderEffectInfo copy(e);
+             *target = std::move(copy);
+             return target;
+         }},
+    };
+    for (const Ptr<ShaderEffectInfo>& original : {compiled, unread}) {
+        for (const auto& [what, copy] : ways) {
+            const Ptr<ShaderEffectInfo> e = copy(*original);
+            EXPECT_EQ(snapshot(*e), snapshot(*original)) << what;
+            // The copy knows it was read: a compile neither reads again nor, once compiled, compiles again.
+            const size_t compiles = gpu.compiles().size();
+            e->compile();
+            EXPECT_EQ(e->getProcessedSourceCode(), original->getProcessedSourceCode()) << what;
+            EXPECT_EQ(gpu.compiles().size(), compiles) << what;
+        }
+    }
 }

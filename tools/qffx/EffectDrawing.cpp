@@ -58,8 +58,8 @@ Ptr<iGPUImage> readInputFile(const Shader::Input& input, const std::string& path
 
 } // namespace
 
-Ptr<HostImage> drawEffect(const ShaderEffectInfo& effect, iShaderEffect& shader, iGPUService& gpu, const HostImage& picture,
-                          const std::map<std::string, std::string>& inputFiles, std::string& error) {
+Ptr<HostImage> drawEffect(const ShaderEffectInfo& effect, iShaderEffect& shader, const EffectValues& values, iGPUService& gpu,
+                          const HostImage& picture, const std::map<std::string, std::string>& inputFiles, std::string& error) {
     std::vector<ShaderInputBinding> bindings;
     std::set<std::string> bound;
     bool firstPicture = true;
@@ -91,6 +91,7 @@ Ptr<HostImage> drawEffect(const ShaderEffectInfo& effect, iShaderEffect& shader,
             return {};
         }
 
+    if (!values.writeTo(shader, error)) return {};
     const Ptr<iGPUImage> target = gpu.createImage(picture.getSize(), picture.getFormat());
     if (!target || !shader.draw(target, bindings)) {
         error = "the draw failed";

@@ -11,9 +11,7 @@
 #include "Options.h"
 #include "ToolEffects.h"
 
-#include "codegen/CodeGenerators.h"
 #include "fonts/GPUFontCache.h"
-#include "host/Paths.h"
 #include "host/Strings.h"
 #include "image/GPUText.h"
 #include "platform/png/PngFile.h"
@@ -146,13 +144,13 @@ int runPreview(const CommandArgs& args) {
         return 1;
     }
 
-    // The declared float parameters (the compiled effect's list has no ranges).
-    ShaderEffectInfo declared(effect->getSource());
-    declared.setFileName(effect->getFullPath());
-    declared.read(makeCodeGenerator(eShadingLanguageGLSL, getShadersDir()));
+    // Every cell starts from the declared defaults; the declared float
+    // parameters give the sweeps (the compiled effect's list has no ranges).
+    EffectValues values(*effect);
     std::vector<Sweep> sweeps;
-    for (const Shader::Parameter& p : declared.getParams()) {
-        if (p.type != iShaderParam::eFloat || ShaderEffectInfo::isInternalParameter(p.id)) continue;
+    for (const Shader::Parameter& p : values.declarations()) {
+        // A float declared by its ID alone is a variable the host sets: it has no range.
+        if (p.type != iShaderParam::eFloat || !p.properties.has(Shader::PropertyKey::kMax)) continue;
         if (parsed.has("--param") && p.id.str() != parsed.value("--param")) continue;
         Sweep sweep{p, {}};
         const double low = property(p, Shader::PropertyKey::kMin), high = property(p, Shader::PropertyKey::kMax);
@@ -176,7 +174,7 @@ int runPreview(const CommandArgs& args) {
         labels.push_back({std::move(label), {corner.x + 2, corner.y + cell.y + kLabelHeight - 5}});
     };
 
-    const auto draw = [&]() { return drawEffect(*effect, *out.shader, *gpu, *picture, {}, error); };
+    const auto draw = [&]() { return drawEffect(*effect, *out.shader, values, *gpu, *picture, {}, error); };
     place(*picture, 0, 0, "untouched");
     const Ptr<HostImage> defaults = draw();
     if (!defaults) return std::fprintf(stderr, "qffx preview: %s\n", error.c_str()), 1;
@@ -185,20 +183,21 @@ int runPreview(const CommandArgs& args) {
 
     for (size_t r = 0; r < sweeps.size(); ++r) {
         const Sweep& sweep = sweeps[r];
-        const Ptr<iShaderParam> param = out.shader->getParam(sweep.parameter.id);
-        if (!param) return fail("the compiled effect has no parameter '" + sweep.parameter.id.str() + "'");
-        std::string values;
+        if (!out.shader->getParam(sweep.parameter.id))
+            return fail("the compiled effect has no parameter '" + sweep.parameter.id.str() + "'");
+        ParameterValue& value = *values.find(sweep.parameter.id);
+        std::string printed;
         for (int i = 0; i < kSteps; ++i) {
-            param->setFloat(float(sweep.values[i]));
+            value.setFloat(float(sweep.values[i]));
             const Ptr<HostImage> result = draw();
             if (!result) return std::fprintf(stderr, "qffx preview: %s\n", error.c_str()), 1;
-            const std::string value = StringFromFloat(sweep.values[i]).str();
-            place(*result, int(r) + 1, i, sweep.parameter.id.str() + " = " + value);
-            values += (i ? ", " : "") + value;
+            const std::string text = StringFromFloat(sweep.values[i]).str();
+            place(*result, int(r) + 1, i, sweep.parameter.id.str() + " = " + text);
+            printed += (i ? ", " : "") + text;
         }
         // Back to the default for the rows that follow.
-        param->setFloat(float(property(sweep.parameter, Shader::PropertyKey::kDefault)));
-        std::printf("row %zu: %s = %s\n", r + 2, sweep.parameter.id.c_str(), values.c_str());
+        value.setFloat(float(property(sweep.parameter, Shader::PropertyKey::kDefault)));
+        std::printf("row %zu: %s = %s\n", r + 2, sweep.parameter.id.c_str(), printed.c_str());
     }
 
     if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *withLabels(sheet, labels, *gpu), error)) return fail(error);

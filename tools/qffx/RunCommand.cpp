@@ -76,6 +76,7 @@ int runRun(const CommandArgs& args) {
         return 1;
     }
 
+    EffectValues values(*effect);
     for (const std::string& pair : parsed.values("--set")) {
         std::string name, value;
         if (!splitNameValue(pair, name, value)) return usageError("run", "--set takes NAME=VALUE, not '" + pair + "'");
@@ -86,10 +87,11 @@ int runRun(const CommandArgs& args) {
             for (const Shader::Parameter& p : effect->getParams()) known += (known.empty() ? "" : ", ") + p.id.str();
             return fail("the effect has no parameter '" + name + "' (parameters: " + (known.empty() ? "none" : known) + ")");
         }
-        if (!setParameterFromText(*param, value, error)) return fail("--set " + name + ": " + error);
+        if (!setParameterFromText(values.at(param->getName(), param->getType()), value, error))
+            return fail("--set " + name + ": " + error);
     }
 
-    const Ptr<HostImage> result = drawEffect(*effect, *out.shader, *gpu, *in, inputFiles, error);
+    const Ptr<HostImage> result = drawEffect(*effect, *out.shader, values, *gpu, *in, inputFiles, error);
     if (!result) return fail(error);
     if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *result, error)) return fail(error);
     return 0;

@@ -1,7 +1,9 @@
 #!/bin/sh
-# Rewrites the expected outputs beside each golden effect with qffx generate:
-# NAME.cg (plain Cg), NAME.annotated.cg and NAME.glsl. The include line is
-# rewritten to the shaders directory /fx/ so that it does not depend on the machine.
+# Rewrites the expected outputs with qffx generate: NAME.cg (plain Cg),
+# NAME.annotated.cg and NAME.glsl beside each golden effect here, and in
+# shipped/ for each shipped effect (resources/shaders/*.fx but the _ includes,
+# resources/effect-templates/*.fx). The include line is rewritten to the
+# shaders directory /fx/ so that it does not depend on the machine.
 # Review the diff before committing it.
 #
 # usage: tests/data/golden/regenerate.sh [path/to/qffx]
@@ -12,10 +14,19 @@ qffx=${1:-$here/../../../build/tools/qffx/qffx}
 
 shaders=$(cd "$here/../../../resources/shaders" && pwd)
 fixed() { sed "s|^#include \"$shaders/|#include \"/fx/|"; }
+# generate FX BASE: BASE.cg, BASE.annotated.cg and BASE.glsl from FX.
+generate() {
+    "$qffx" generate --shaders "$shaders" --lang cg --target plain "$1" | fixed >"$2.cg"
+    "$qffx" generate --shaders "$shaders" --lang cg --target annotated "$1" | fixed >"$2.annotated.cg"
+    "$qffx" generate --shaders "$shaders" --lang glsl "$1" | fixed >"$2.glsl"
+    echo "regenerated ${2#"$here"/}"
+}
 for fx in "$here"/*.fx; do
-    base=${fx%.fx}
-    "$qffx" generate --shaders "$shaders" --lang cg --target plain "$fx" | fixed >"$base.cg"
-    "$qffx" generate --shaders "$shaders" --lang cg --target annotated "$fx" | fixed >"$base.annotated.cg"
-    "$qffx" generate --shaders "$shaders" --lang glsl "$fx" | fixed >"$base.glsl"
-    echo "regenerated $(basename "$base")"
+    generate "$fx" "${fx%.fx}"
+done
+mkdir -p "$here/shipped"
+rm -f "$here"/shipped/*.cg "$here"/shipped/*.glsl
+for fx in "$shaders"/[!_]*.fx "$shaders"/../effect-templates/*.fx; do
+    name=$(basename "$fx" .fx)
+    generate "$fx" "$here/shipped/$name"
 done
