@@ -6,111 +6,6 @@
 #include <new>
 #include <utility>
 
-namespace {
-
-constexpr FormatDescription kFormats[] = {
-    {Format::eRGBA, ePixelPacking::eInterleaved, false, false, 8},
-    {Format::eBGRA, ePixelPacking::eInterleaved, false, false, 8},
-    {Format::eARGB, ePixelPacking::eInterleaved, false, false, 8},
-    {Format::eRGBAHalf, ePixelPacking::eInterleaved, false, true, 16},
-    {Format::eRGBAFloat, ePixelPacking::eInterleaved, false, true, 32},
-    {Format::eUYVY, ePixelPacking::ePacked422, true, false, 8},
-    {Format::eYUY2, ePixelPacking::ePacked422, true, false, 8},
-    {Format::eV210, ePixelPacking::ePacked10Bit, true, false, 10},
-    {Format::eM101, ePixelPacking::ePacked10Bit, true, false, 10},
-    {Format::eDVS1, ePixelPacking::ePacked10Bit, true, false, 10},
-    {Format::ePlanarRGB, ePixelPacking::ePlanar, false, false, 8},
-    {Format::ePlanarYCbCr, ePixelPacking::ePlanar, true, false, 8},
-};
-
-uint32_t divUp(uint32_t a, uint32_t b) { return (a + b - 1) / b; }
-
-} // namespace
-
-std::string formatName(Format format) {
-    std::string name(4, '?');
-    for (int i = 0; i < 4; ++i) {
-        char c = char((uint32_t(format) >> (8 * i)) & 0xff);
-        if (c >= 0x20 && c < 0x7f) name[size_t(i)] = c;
-    }
-    return name;
-}
-
-Format formatFromName(std::string_view name) {
-    if (name.size() != 4) return Format::eNone;
-    uint32_t code = 0;
-    for (size_t i = 0; i < 4; ++i) code |= uint32_t(uint8_t(name[i])) << (8 * i);
-    return Format(code);
-}
-
-const FormatDescription* describeFormat(Format format) {
-    for (const FormatDescription& d : kFormats)
-        if (d.format == format) return &d;
-    return nullptr;
-}
-
-uint16_t bitsPerPixelFor(Format format, unsigned bitsPerComponent) {
-    const FormatDescription* d = describeFormat(format);
-    if (!d) return 0;
-    const unsigned bpc = bitsPerComponent;
-    switch (d->packing) {
-    case ePixelPacking::eInterleaved:
-        if (d->isFloat) return bpc == d->defaultBitsPerComponent ? uint16_t(4 * bpc) : 0;
-        return (bpc == 8 || bpc == 16) ? uint16_t(4 * bpc) : 0;
-    case ePixelPacking::ePacked422:
-        // A pixel is one Y' and half a Cb/Cr pair; 10-bit samples sit in 16-bit words.
-        if (bpc == 8) return 16;
-        if (bpc == 10 || bpc == 16) return 32;
-        return 0;
-    case ePixelPacking::ePacked10Bit:
-        // Nominal: two 10-bit samples a pixel (v210 and DVS1 pad beyond this).
-        return bpc == 10 ? 20 : 0;
-    case ePixelPacking::ePlanar: return bpc == 8 ? 24 : 0;
-    case ePixelPacking::eUnknown: break;
-    }
-    return 0;
-}
-
-std::optional<TexelLayout> texelLayoutFor(Format format, unsigned bitsPerComponent, uint32_t width, uint32_t height) {
-    const FormatDescription* d = describeFormat(format);
-    if (!d || bitsPerPixelFor(format, bitsPerComponent) == 0) return std::nullopt;
-    TexelLayout t;
-    t.rows = height;
-    switch (d->packing) {
-    case ePixelPacking::eInterleaved:
-        t.texelFormat = d->isFloat ? (bitsPerComponent == 32 ? iGPUImage::eRGBA32F : iGPUImage::eRGBA16F)
-                                   : (bitsPerComponent == 8 ? iGPUImage::eRGBA8 : iGPUImage::eRGBA16);
-        t.texelsPerRow = width;
-        break;
-    case ePixelPacking::ePacked422:
-        t.texelFormat = bitsPerComponent == 8 ? iGPUImage::eRGBA8 : iGPUImage::eRGBA16;
-        t.texelsPerRow = divUp(width, 2);
-        break;
-    case ePixelPacking::ePacked10Bit:
-        t.texelFormat = iGPUImage::eRGBA8;
-        if (format == Format::eV210) {
-            // Blocks of 6 pixels in 4 words; rows padded to 48 pixels (128 bytes).
-            t.texelsPerRow = divUp(width, 48) * 32;
-        } else if (format == Format::eM101) {
-            // 8 pixels in 5 words; the packer's size rule, (W x 10) >> 4, in 32-bit arithmetic.
-            t.texelsPerRow = (width * 10u) >> 4;
-        } else {
-            // DVS1: three samples a word, a pixel pair has four samples.
-            t.texelsPerRow = divUp(divUp(width, 2) * 4, 3);
-        }
-        break;
-    case ePixelPacking::ePlanar:
-        t.texelFormat = iGPUImage::eRGBA8;
-        t.texelsPerRow = divUp(width, 4);
-        t.rows = height * 3;
-        break;
-    case ePixelPacking::eUnknown: return std::nullopt;
-    }
-    t.texelBytes = bitsPerTexel(t.texelFormat) / 8;
-    t.minStride = t.texelsPerRow * t.texelBytes;
-    return t;
-}
-
 Surface::Surface(uint32_t width, uint32_t height, Format format, uint16_t bitsPerComponent) {
     const FormatDescription* d = describeFormat(format);
     init(width, height, format, bitsPerComponent, 0, d && d->packing == ePixelPacking::ePlanar ? ePlanar : ePacked, eAllocHost,
@@ -212,10 +107,7 @@ const uint8_t* Surface::getRow(uint32_t y, unsigned plane) const {
     return offset + m_stride <= m_byteSize ? m_pixels.get() + offset : nullptr;
 }
 
-unsigned Surface::getPixelsPerTexel() const {
-    if (m_bitsPerPixel == 0) return 0;
-    return getTexelSize() * 8u / m_bitsPerPixel;
-}
+unsigned Surface::getPixelsPerTexel() const { return pixelsPerTexel(getTexelSize() * 8u, m_bitsPerPixel); }
 
 bool Surface::matchesGPUImage() const {
     const std::optional<TexelLayout> t = getTexelLayout();

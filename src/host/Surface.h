@@ -10,18 +10,17 @@
 // memory and the GPU image and owns its own description and metadata, so
 // passing one around costs two reference counts. clone() copies the pixels.
 //
-// Formats are four-character codes stored with the first character in the
-// lowest byte ("M101" is 0x3130314d, "UYVY" 0x59565955). The byte layout of
-// every format the library knows is written down in docs/formats.md; the
-// format together with the bits per component decides the layout (8-bit
-// "UYVY" keeps a pixel pair in one RGBA8 texel, 16-bit "UYVY" in one RGBA16
-// texel). texelLayoutFor() gives the GPU texel format and texture size that a
-// surface of a format is stored in.
+// A surface's format is a four-character code; PixelFormats.h is the
+// catalogue of the formats the library knows (depths, texels, packed-width
+// rules), and texelLayoutFor() there gives the GPU texel format and texture
+// size that a surface of a format is stored in. The byte layouts are written
+// down in docs/formats.md.
 #pragma once
 
 #include "ImageLimits.h"
 
 #include "GPUImage.h"
+#include "PixelFormats.h"
 #include "Ptr.h"
 #include "VideoData.h"
 #include "XY.h"
@@ -30,81 +29,8 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <string>
-#include <string_view>
 
 class iGPUService;
-
-constexpr uint32_t fourCC(const char (&code)[5]) {
-    return uint32_t(uint8_t(code[0])) | uint32_t(uint8_t(code[1])) << 8 | uint32_t(uint8_t(code[2])) << 16 |
-           uint32_t(uint8_t(code[3])) << 24;
-}
-
-enum class Format : uint32_t {
-    eNone = 0,
-    // Interleaved RGB with alpha; 8 or 16 bits per component, unsigned normalised.
-    eRGBA = fourCC("RGBA"),
-    eBGRA = fourCC("BGRA"),
-    eARGB = fourCC("ARGB"),
-    // Interleaved RGBA, 16-bit half float and 32-bit float components.
-    eRGBAHalf = fourCC("RGBh"),
-    eRGBAFloat = fourCC("RGBf"),
-    // Y'CbCr 4:2:2, two pixels to a texel; 8, 10 (in 16-bit words) or 16 bits.
-    eUYVY = fourCC("UYVY"),
-    eYUY2 = fourCC("YUY2"),
-    // Y'CbCr 4:2:2, 10-bit samples packed into 32-bit words.
-    eV210 = fourCC("v210"),
-    eM101 = fourCC("M101"),
-    eDVS1 = fourCC("DVS1"),
-    // Planar 4:4:4, 8 bits: three full-size planes one after another.
-    ePlanarRGB = fourCC("RGBP"),
-    ePlanarYCbCr = fourCC("444P"),
-};
-
-constexpr Format formatFromFourCC(const char (&code)[5]) { return Format(fourCC(code)); }
-// "UYVY" from Format::eUYVY; characters outside printable ASCII become '?'.
-std::string formatName(Format format);
-// The format of a four-character name; eNone unless the text has four characters.
-Format formatFromName(std::string_view name);
-
-// How a format arranges its pixels.
-enum class ePixelPacking : uint8_t {
-    eUnknown = 0,
-    eInterleaved, // one pixel in one texel
-    ePacked422,   // two pixels (a Y' pair with one Cb and one Cr) in one texel
-    ePacked10Bit, // 10-bit samples packed into 32-bit words (texels of four bytes)
-    ePlanar,      // one 8-bit plane per component; four samples in one texel
-};
-
-struct FormatDescription {
-    Format format = Format::eNone;
-    ePixelPacking packing = ePixelPacking::eUnknown;
-    bool isYCbCr = false;
-    bool isFloat = false;
-    // The depth a surface gets when none is asked for.
-    uint16_t defaultBitsPerComponent = 0;
-};
-// The library's description of a known format; null for other codes.
-const FormatDescription* describeFormat(Format format);
-
-// Bits per pixel of a known format at a depth; 0 when the format does not
-// come in that depth (or is unknown).
-uint16_t bitsPerPixelFor(Format format, unsigned bitsPerComponent);
-
-// Where a surface's pixels go on the GPU.
-struct TexelLayout {
-    iGPUImage::eFormat texelFormat = iGPUImage::eRGBA8;
-    uint32_t texelBytes = 0;
-    // Size of the GPU image in texels.
-    uint32_t texelsPerRow = 0;
-    uint32_t rows = 0;
-    // Smallest host row stride in bytes: whole texels (and, for v210, whole
-    // 48-pixel blocks). Host rows and texture rows hold the same bytes.
-    uint32_t minStride = 0;
-};
-// The GPU layout of a width x height picture; nothing for an unknown format
-// or an unsupported depth.
-std::optional<TexelLayout> texelLayoutFor(Format format, unsigned bitsPerComponent, uint32_t width, uint32_t height);
 
 class Surface {
 public:
@@ -175,7 +101,8 @@ public:
     void setGPUSurface(Ptr<iGPUImage> image) { m_gpu = std::move(image); }
     // Bytes per texel of the GPU image; 0 when there is none.
     unsigned getTexelSize() const { return m_gpu ? m_gpu->texelBytes() : 0; }
-    // Pixels per GPU texel (texel bits / bits per pixel); 0 without a GPU
+    // Pixels per texel of the attached GPU image (pixelsPerTexel() of its
+    // texel bits and this description's bits per pixel); 0 without a GPU
     // image or bits per pixel, and when a texel holds less than one pixel.
     unsigned getPixelsPerTexel() const;
 

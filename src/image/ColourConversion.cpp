@@ -149,11 +149,8 @@ Ptr<iShaderEffect> ColourConversion::getShader(const Text& name) {
 bool ColourConversion::applyShader(Ptr<iShaderEffect>& effect, const Surface& src, Surface& dst, float) {
     CriticalSectionLock hold(usageLock());
     if (!effect) return false;
-    const unsigned texelBytes = src.getTexelSize();
-    const unsigned bitsPerPixel = src.getBitsPerPixel();
-    if (texelBytes == 0 || bitsPerPixel == 0) return false;
-    const unsigned k = texelBytes * 8 / bitsPerPixel; // image pixels per texel
-    if (k == 0) return false;                         // a texel smaller than a pixel: no neighbours to offer
+    const unsigned k = src.getPixelsPerTexel(); // image pixels per texel
+    if (k == 0) return false;                   // no GPU image, or a texel smaller than a pixel: no neighbours to offer
 
     const Surface source = src; // the source may be the destination itself
     writeFloat(*effect, "_Width", float(source.getWidth()));
@@ -260,7 +257,7 @@ bool ColourConversion::packMatrox10BitFormat(const Surface& src, Surface& dst) {
     if (!effect) return false;
     iGPUService* gpu = OS() ? OS()->gpu() : nullptr;
     const XY<int> size = source.getSize();
-    const uint32_t packedWidth = (uint32_t(size.x) * 10u) >> 4;
+    const uint32_t packedWidth = texelsPerRowFor(Format::eM101, uint32_t(size.x));
     const Ptr<iGPUImage> packed = gpu ? gpu->createImage({int(packedWidth), size.y}, iGPUImage::eRGBA8) : nullptr;
     if (!packed) return false; // also a picture too narrow for one word (1 pixel)
     writeFloat(*effect, "pSourceImageTotalWidthInDWORDs", float(size.x) * 0.5f);

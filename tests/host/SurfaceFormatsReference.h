@@ -6,7 +6,7 @@
 // bits, the lowest bit of byte 0 first.
 #pragma once
 
-#include "host/Surface.h"
+#include "host/PixelFormats.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -32,6 +32,43 @@ inline std::vector<Piece> piecesOf(Format format, unsigned bits, uint32_t i) {
     return {{at + 6, 10, 0}, {at, 6, 4}}; // 10 bits in 16: left-aligned, top bits repeated below
 }
 
+// Bytes that the samples of a 4:2:2 row of `width` pixels reach.
+inline uint32_t bytesReached(Format format, unsigned bits, uint32_t width) {
+    uint32_t end = 0;
+    for (uint32_t i = 0; i < (width + 1) / 2 * 4; ++i)
+        for (const Piece& p : piecesOf(format, bits, i)) end = std::max(end, p.at + p.count);
+    return (end + 7) / 8;
+}
+
+// The minimum stride of a row of `width` pixels, from the layouts rather
+// than from the library's rules: the bytes the samples reach, in whole GPU
+// texels of the format (words for the 10-bit packed formats), v210 rows in
+// whole 128-byte (48-pixel) blocks. M101 is cut instead: twenty bits a pixel
+// in whole words only, so a last group of fewer than eight pixels loses
+// bytes. Interleaved formats take four components a pixel, planar ones a
+// plane's row of one byte a pixel in whole four-byte texels. 0 for other
+// formats and depths.
+inline uint32_t rowBytes(Format format, unsigned bits, uint32_t width) {
+    const auto whole = [](uint32_t bytes, uint32_t unit) { return (bytes + unit - 1) / unit * unit; };
+    switch (format) {
+    case Format::eRGBA:
+    case Format::eBGRA:
+    case Format::eARGB: return bits == 8 || bits == 16 ? width * 4 * bits / 8 : 0;
+    case Format::eRGBAHalf: return bits == 16 ? width * 8 : 0;
+    case Format::eRGBAFloat: return bits == 32 ? width * 16 : 0;
+    case Format::eUYVY:
+    case Format::eYUY2:
+        if (bits != 8 && bits != 10 && bits != 16) return 0;
+        return whole(bytesReached(format, bits, width), bits == 8 ? 4 : 8);
+    case Format::eV210: return bits == 10 ? whole(bytesReached(format, bits, width), 128) : 0;
+    case Format::eDVS1: return bits == 10 ? whole(bytesReached(format, bits, width), 4) : 0;
+    case Format::eM101: return bits == 10 ? uint32_t(uint64_t(width) * 20 / 32 * 4) : 0;
+    case Format::ePlanarRGB:
+    case Format::ePlanarYCbCr: return bits == 8 ? whole(width, 4) : 0;
+    default: return 0;
+    }
+}
+
 // A zeroed row with room for whole M101 groups.
 inline std::vector<uint8_t> scratchRow(uint32_t stride, uint32_t width) {
     return std::vector<uint8_t>(std::max<size_t>(stride, (width + 7) / 8 * 20), 0);
@@ -40,7 +77,7 @@ inline std::vector<uint8_t> scratchRow(uint32_t stride, uint32_t width) {
 // One row's bytes, minimum stride long; an M101 row whose width is not a
 // multiple of 8 is cut there, losing the partial group's low bits.
 inline std::vector<uint8_t> pack422(Format format, unsigned bits, uint32_t width, const std::vector<uint16_t>& s) {
-    const uint32_t stride = texelLayoutFor(format, bits, width, 1)->minStride;
+    const uint32_t stride = rowBytes(format, bits, width);
     std::vector<uint8_t> row = scratchRow(stride, width);
     for (uint32_t i = 0; i < s.size(); ++i)
         for (const Piece& p : piecesOf(format, bits, i))
@@ -52,7 +89,7 @@ inline std::vector<uint8_t> pack422(Format format, unsigned bits, uint32_t width
 
 // The samples of one row; bytes missing from a cut M101 row read as zero.
 inline std::vector<uint16_t> unpack422(Format format, unsigned bits, uint32_t width, const uint8_t* bytes) {
-    const uint32_t stride = texelLayoutFor(format, bits, width, 1)->minStride;
+    const uint32_t stride = rowBytes(format, bits, width);
     std::vector<uint8_t> row = scratchRow(stride, width);
     std::copy(bytes, bytes + stride, row.begin());
     std::vector<uint16_t> s((width + 1) / 2 * 4, 0);

@@ -104,6 +104,7 @@ TEST(SurfaceFormat, EveryFormatHasItsLayoutAndUnsupportedDepthsHaveNone) {
         Ptr<iGPUImage> image = s.createGPUSurface(gpu);
         ASSERT_TRUE(image);
         EXPECT_EQ(image->getSize(), XY<int>(int(texelsPerRow), int(10 * planes)));
+        EXPECT_EQ(s.getPixelsPerTexel(), pixelsPerTexel(format, bits));
     }
 }
 

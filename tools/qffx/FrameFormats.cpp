@@ -13,17 +13,17 @@ namespace {
 const FrameFormat kFormats[] = {
     {"png", Frame::eRGB, 0, false},
     {"y4m", Frame::eYCbCr422, 0, false},
-    {"rgba", Frame::eRGB, 8, true},
-    {"bgra", Frame::eRGB, 8, true},
-    {"argb", Frame::eRGB, 8, true},
-    {"rgba64le", Frame::eRGB, 16, true},
-    {"uyvy422", Frame::eYCbCr422, 8, true},
-    {"yuyv422", Frame::eYCbCr422, 8, true},
+    {"rgba", Frame::eRGB, 8, true, Format::eRGBA},
+    {"bgra", Frame::eRGB, 8, true, Format::eBGRA},
+    {"argb", Frame::eRGB, 8, true, Format::eARGB},
+    {"rgba64le", Frame::eRGB, 16, true, Format::eRGBA},
+    {"uyvy422", Frame::eYCbCr422, 8, true, Format::eUYVY},
+    {"yuyv422", Frame::eYCbCr422, 8, true, Format::eYUY2},
     {"yuv422p10le", Frame::eYCbCr422, 10, true},
     {"yuv444p10le", Frame::eYCbCr444, 10, true},
-    {"v210", Frame::eYCbCr422, 10, true},
-    {"m101", Frame::eYCbCr422, 10, true},
-    {"dvs10", Frame::eYCbCr422, 10, true},
+    {"v210", Frame::eYCbCr422, 10, true, Format::eV210},
+    {"m101", Frame::eYCbCr422, 10, true, Format::eM101},
+    {"dvs10", Frame::eYCbCr422, 10, true, Format::eDVS1},
 };
 
 bool is(const FrameFormat& f, const char* name) { return std::strcmp(f.name, name) == 0; }
@@ -36,17 +36,10 @@ void storeWord(uint8_t* p, uint32_t w) {
 uint16_t load16(const uint8_t* p) { return uint16_t(p[0] | p[1] << 8); }
 void store16(uint8_t* p, uint16_t v) { p[0] = uint8_t(v), p[1] = uint8_t(v >> 8); }
 
-// Bytes of one row of a raw format.
+// Bytes of one row of a raw format with a library layout: its minimum stride.
 size_t rowBytes(const FrameFormat& f, uint32_t w) {
-    if (is(f, "rgba") || is(f, "bgra") || is(f, "argb")) return 4 * size_t(w);
-    if (is(f, "rgba64le")) return 8 * size_t(w);
-    if (is(f, "uyvy422") || is(f, "yuyv422")) return 4 * size_t(pairs(w));
-    if (is(f, "yuv422p10le")) return 2 * (size_t(w) + 2 * pairs(w));
-    if (is(f, "yuv444p10le")) return 6 * size_t(w);
-    if (is(f, "v210")) return size_t((w + 47) / 48) * 128;
-    if (is(f, "m101")) return 4 * size_t((w * 10u) >> 4);
-    if (is(f, "dvs10")) return 4 * size_t((4 * pairs(w) + 2) / 3);
-    return 0;
+    const std::optional<TexelLayout> t = texelLayoutFor(f.layout, f.bits, w, 1);
+    return t ? t->minStride : 0;
 }
 
 // The component order of an 8-bit RGB raw format: where R, G, B, A sit.

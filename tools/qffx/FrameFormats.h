@@ -8,6 +8,8 @@
 // pixel (4:2:2 and 4:4:4 at 8 or 10 bits).
 #pragma once
 
+#include "host/PixelFormats.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -30,6 +32,9 @@ struct FrameFormat {
     Frame::eKind kind;
     unsigned bits;
     bool raw; // headerless frames of a size fixed by --size
+    // The library's pixel format whose rows hold the same bytes (its row
+    // size comes from the catalogue); eNone for png, y4m and the planar files.
+    Format layout = Format::eNone;
 };
 // The format of that name, or null. "png" and "y4m" take their kind and
 // depth from the file.
