@@ -1,8 +1,9 @@
 // Qf::Image::Colorimetry: the colour spaces by which LUT transforms are chosen.
 //
-// These codes are the LUT selection's own and are fixed. Note that
-// Data::Video::eColourimetry numbers the two BT.2100 transfers the other way
-// round (4 PQ, 5 HLG); colorimetryFromVideo converts.
+// These codes are the LUT selection's own and are fixed. Data::Video's
+// colourimetry codes take the same numbers (4 HLG, 5 ST 2084/PQ), checked
+// below; colorimetryFromVideo maps a surface's code and turns codes that
+// name no LUT colour space into eColorimetryUnknown.
 #pragma once
 
 #include "VideoData.h"
@@ -28,12 +29,17 @@ constexpr Colorimetry colorimetryFromVideo(uint32_t colourimetry) {
     case Data::Video::eBT601: return eRec601;
     case Data::Video::eBT709: return eRec709;
     case Data::Video::eBT2020: return eRec2020;
-    case Data::Video::eBT2100PQ: return eRec2020ST2084;
     case Data::Video::eBT2100HLG: return eRec2020HLG;
+    case Data::Video::eBT2100PQ: return eRec2020ST2084;
     case Data::Video::eDCIP3: return eP3DCI;
     case Data::Video::eP3D65: return eP3Display;
     default: return eColorimetryUnknown;
     }
 }
+
+static_assert(eRec601 == int32_t(Data::Video::eBT601) && eRec709 == int32_t(Data::Video::eBT709) &&
+              eRec2020 == int32_t(Data::Video::eBT2020) && eRec2020HLG == int32_t(Data::Video::eBT2100HLG) &&
+              eRec2020ST2084 == int32_t(Data::Video::eBT2100PQ) && eP3DCI == int32_t(Data::Video::eDCIP3) &&
+              eP3Display == int32_t(Data::Video::eP3D65));
 
 } // namespace Qf::Image

@@ -4,7 +4,9 @@
 //
 // The numeric codes are stored and compared as plain unsigned values: the
 // colour conversions select their coefficient tables by them, so the codes
-// are fixed and must not be renumbered.
+// are fixed and must not be renumbered. Code that names a code uses the
+// enumerators, never the number. The colourimetry codes are those of the ACES
+// LUT choice (Qf::Image::Colorimetry in Colorimetry.h): 4 is HLG, 5 PQ.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +20,8 @@ struct Video {
         eBT601 = 1,     // luma weights 0.299, 0.587, 0.114
         eBT709 = 2,     // 0.2126, 0.7152, 0.0722
         eBT2020 = 3,    // 0.2627, 0.6780, 0.0593 (non-constant luminance)
-        eBT2100PQ = 4,  // BT.2020 primaries, PQ transfer
-        eBT2100HLG = 5, // BT.2020 primaries, HLG transfer
+        eBT2100HLG = 4, // BT.2020 primaries, HLG transfer
+        eBT2100PQ = 5,  // BT.2020 primaries, PQ (ST 2084) transfer
         eDCIP3 = 6,     // P3 primaries, DCI white: about 0.2095, 0.7216, 0.0689
         eP3D65 = 7,     // P3 primaries, D65 white: about 0.2290, 0.6917, 0.0793
     };

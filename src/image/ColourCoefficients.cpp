@@ -16,7 +16,7 @@
 #include "image/ColourConversion.h"
 
 #include <atomic>
-#include <initializer_list>
+#include <span>
 
 namespace Qf::Image {
 
@@ -42,7 +42,9 @@ struct Forward {
     Vector mulY;
 };
 
-// Legal-range destinations, by colourimetry (3, 4 and 5 share the BT.2020 row).
+using V = Data::Video;
+
+// Legal-range destinations, by colourimetry (BT.2100 HLG and PQ share the BT.2020 row).
 const Forward kForwardBT601 = {
     {0.2560352f, 0.4393939f, -0.148283f, 0.502651f, -0.3679376f, -0.2911109f, 0.09761877f, -0.07145636f, 0.4393939f},
     {0.2560352f, 0.502651f, 0.09761877f, 0}};
@@ -68,13 +70,13 @@ const Vector kForwardFullAdd = {0, 0.5f, 0.5f, 0};
 
 const Forward* legalForward(uint32_t colourimetry) {
     switch (colourimetry) {
-    case 1: return &kForwardBT601;
-    case 2: return &kForwardBT709;
-    case 3:
-    case 4:
-    case 5: return &kForwardBT2020;
-    case 6: return &kForwardDCIP3;
-    case 7: return &kForwardP3D65;
+    case V::eBT601: return &kForwardBT601;
+    case V::eBT709: return &kForwardBT709;
+    case V::eBT2020:
+    case V::eBT2100HLG:
+    case V::eBT2100PQ: return &kForwardBT2020;
+    case V::eDCIP3: return &kForwardDCIP3;
+    case V::eP3D65: return &kForwardP3D65;
     default: return nullptr;
     }
 }
@@ -91,8 +93,7 @@ void writeForward(iShaderEffect& effect, const Forward& f, const Vector& add, fl
 enum GS { eGSFull, eGSOther }; // gamut scaling 1, or any other value
 
 struct Inverse {
-    uint32_t range;
-    std::initializer_list<uint32_t> colourimetries;
+    std::span<const uint32_t> colourimetries;
     GS gs;
     Vector add1;
     Matrix mul2;
@@ -104,21 +105,30 @@ constexpr float kY = 0.06256109f; // 64/1023
 constexpr float kS = 1.167808f;   // 1023/876
 constexpr float kE = 0.0625f;     // 1/16
 
-const Inverse kInverse[] = {
-    {1, {1}, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.402f, -0.7141362f, 0, 0, -0.3441363f, 1.772f}, {0, 0, 0, 0}},
-    {1, {1}, eGSOther, {0, -kC, -kC, 0}, {1, 1, 1, 1.20054f, -0.6115184f, 0, 0, -0.2946856f, 1.517372f}, {kE, kE, kE, 0}},
-    {1, {2}, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.4681252f, 0, 0, -0.1872927f, 1.855288f}, {0, 0, 0, 0}},
-    {1, {2}, eGSOther, {0, -kC, -kC, 0}, {1, 1, 1, 1.348512f, -0.400858f, 0, 0, -0.1603797f, 1.588692f}, {kE, kE, kE, 0}},
-    {1, {3, 4, 5}, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.474709f, -0.5713953f, 0, 0, -0.1645591f, 1.881468f}, {0, 0, 0, 0}},
-    {1, {6}, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.457208f, 0, 0, -0.1771471f, 1.855288f}, {0, 0, 0, 0}},
-    {1, {7}, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.5213675f, 0, 0, -0.2126996f, 1.855288f}, {0, 0, 0, 0}},
-    {2, {1}, eGSFull, {-kY, -kC, -kC, kE}, {kS, kS, kS, 1.595379f, -0.8126377f, 0, 0, -0.3916033f, 2.016414f}, {0, 0, 0, 0}},
-    {2, {1}, eGSOther, {-kY, -kC, -kC, kE}, {1, 1, 1, 1.366131f, -0.6958658f, 0, 0, -0.3353319f, 1.726665f}, {kE, kE, kE, kE}},
-    {2, {2}, eGSFull, {-kY, -kC, -kC, kE}, {kS, kS, kS, 1.792017f, -0.5326942f, 0, 0, -0.2131262f, 2.111189f}, {0, 0, 0, 0}},
-    {2, {2}, eGSOther, {-kY, -kC, -kC, 0}, {1, 1, 1, 1.534513f, -0.4561487f, 0, 0, -0.182501f, 1.807822f}, {kE, kE, kE, 0}},
-    {2, {3, 4, 5}, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.678117f, -0.6502084f, 0, 0, -0.1872569f, 2.14098f}, {0, 0, 0, 0}},
-    {2, {6}, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.792017f, -0.5202711f, 0, 0, -0.2015811f, 2.111189f}, {0, 0, 0, 0}},
-    {2, {7}, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.792017f, -0.5932803f, 0, 0, -0.2420375f, 2.111189f}, {0, 0, 0, 0}},
+// The colourimetries a row serves; BT.2100 HLG and PQ have BT.2020's weights.
+constexpr uint32_t kBT601[] = {V::eBT601}, kBT709[] = {V::eBT709}, kDCIP3[] = {V::eDCIP3}, kP3D65[] = {V::eP3D65};
+constexpr uint32_t kBT2020[] = {V::eBT2020, V::eBT2100HLG, V::eBT2100PQ};
+
+// Full-range sources.
+const Inverse kInverseFull[] = {
+    {kBT601, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.402f, -0.7141362f, 0, 0, -0.3441363f, 1.772f}, {0, 0, 0, 0}},
+    {kBT601, eGSOther, {0, -kC, -kC, 0}, {1, 1, 1, 1.20054f, -0.6115184f, 0, 0, -0.2946856f, 1.517372f}, {kE, kE, kE, 0}},
+    {kBT709, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.4681252f, 0, 0, -0.1872927f, 1.855288f}, {0, 0, 0, 0}},
+    {kBT709, eGSOther, {0, -kC, -kC, 0}, {1, 1, 1, 1.348512f, -0.400858f, 0, 0, -0.1603797f, 1.588692f}, {kE, kE, kE, 0}},
+    {kBT2020, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.474709f, -0.5713953f, 0, 0, -0.1645591f, 1.881468f}, {0, 0, 0, 0}},
+    {kDCIP3, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.457208f, 0, 0, -0.1771471f, 1.855288f}, {0, 0, 0, 0}},
+    {kP3D65, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.5213675f, 0, 0, -0.2126996f, 1.855288f}, {0, 0, 0, 0}},
+};
+
+// Legal-range sources.
+const Inverse kInverseLegal[] = {
+    {kBT601, eGSFull, {-kY, -kC, -kC, kE}, {kS, kS, kS, 1.595379f, -0.8126377f, 0, 0, -0.3916033f, 2.016414f}, {0, 0, 0, 0}},
+    {kBT601, eGSOther, {-kY, -kC, -kC, kE}, {1, 1, 1, 1.366131f, -0.6958658f, 0, 0, -0.3353319f, 1.726665f}, {kE, kE, kE, kE}},
+    {kBT709, eGSFull, {-kY, -kC, -kC, kE}, {kS, kS, kS, 1.792017f, -0.5326942f, 0, 0, -0.2131262f, 2.111189f}, {0, 0, 0, 0}},
+    {kBT709, eGSOther, {-kY, -kC, -kC, 0}, {1, 1, 1, 1.534513f, -0.4561487f, 0, 0, -0.182501f, 1.807822f}, {kE, kE, kE, 0}},
+    {kBT2020, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.678117f, -0.6502084f, 0, 0, -0.1872569f, 2.14098f}, {0, 0, 0, 0}},
+    {kDCIP3, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.792017f, -0.5202711f, 0, 0, -0.2015811f, 2.111189f}, {0, 0, 0, 0}},
+    {kP3D65, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.792017f, -0.5932803f, 0, 0, -0.2420375f, 2.111189f}, {0, 0, 0, 0}},
 };
 
 std::atomic<bool> g_fullRangeOverride{false};
@@ -127,13 +137,13 @@ std::atomic<bool> g_fullRangeOverride{false};
 
 void ColourConversion::setForwardCoefficients(iShaderEffect& effect, uint32_t srcRange, uint32_t dstRange,
                                               uint32_t dstColourimetry) {
-    if (srcRange != Data::Video::eFullRange) return; // only full-range RGB has a table
-    if (dstRange == Data::Video::eLegalRange) {
+    if (srcRange != V::eFullRange) return; // only full-range RGB has a table
+    if (dstRange == V::eLegalRange) {
         if (const Forward* f = legalForward(dstColourimetry)) writeForward(effect, *f, kForwardLegalAdd, kForwardLegalAddY);
-    } else if (dstRange == Data::Video::eFullRange) {
-        if (dstColourimetry == 1) writeForward(effect, kForwardFullBT601, kForwardFullAdd, 0);
+    } else if (dstRange == V::eFullRange) {
+        if (dstColourimetry == V::eBT601) writeForward(effect, kForwardFullBT601, kForwardFullAdd, 0);
         // BT.709 keeps the legal-range row here, as the editor always has.
-        else if (dstColourimetry == 2)
+        else if (dstColourimetry == V::eBT709)
             writeForward(effect, kForwardBT709, kForwardLegalAdd, kForwardLegalAddY);
     }
 }
@@ -141,8 +151,11 @@ void ColourConversion::setForwardCoefficients(iShaderEffect& effect, uint32_t sr
 void ColourConversion::setInverseCoefficients(iShaderEffect& effect, uint32_t srcColourimetry, uint32_t srcRange,
                                               int32_t gamutScaling) {
     const GS gs = gamutScaling == eGamutFull ? eGSFull : eGSOther;
-    for (const Inverse& row : kInverse) {
-        if (row.range != srcRange || row.gs != gs) continue;
+    std::span<const Inverse> rows;
+    if (srcRange == V::eFullRange) rows = kInverseFull;
+    if (srcRange == V::eLegalRange) rows = kInverseLegal;
+    for (const Inverse& row : rows) {
+        if (row.gs != gs) continue;
         for (uint32_t c : row.colourimetries)
             if (c == srcColourimetry) {
                 writeVector(effect, "ccCoefsAdd1", row.add1);

@@ -5,6 +5,8 @@
 // effects with it to within one 10-bit code.
 #pragma once
 
+#include "host/VideoData.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -17,10 +19,17 @@ using Vec3 = std::array<double, 3>;
 struct Weights {
     double kr, kb;
 };
+// Kr and Kb of a colourimetry code; BT.709's for codes that name none.
 inline Weights weightsOf(uint32_t colourimetry) {
-    if (colourimetry == 1) return {0.299, 0.114};                        // BT.601
-    if (colourimetry >= 3 && colourimetry <= 5) return {0.2627, 0.0593}; // BT.2020 and BT.2100
-    return {0.2126, 0.0722};                                             // BT.709
+    switch (colourimetry) {
+    case Data::Video::eBT601: return {0.299, 0.114};
+    case Data::Video::eBT2020:
+    case Data::Video::eBT2100HLG:
+    case Data::Video::eBT2100PQ: return {0.2627, 0.0593};
+    case Data::Video::eDCIP3: return {0.2095, 0.0689};
+    case Data::Video::eP3D65: return {0.2290, 0.0793};
+    default: return {0.2126, 0.0722};
+    }
 }
 
 // Legal range on 10-bit codes: luma 64..940 (an excursion of 876/1023 with a

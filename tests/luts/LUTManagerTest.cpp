@@ -273,7 +273,7 @@ protected:
     void TearDown() override { setLUTRoot(L""); }
     static std::string in(int c) { return narrow(LUTManager::getACESInputLUT(Colorimetry(c))); }
     static std::string out(int c) { return narrow(LUTManager::getACESOutputLUT(Colorimetry(c))); }
-    static std::string direct(int from, int to) { return narrow(LUTManager::getInputLUT(Colorimetry(from), Colorimetry(to))); }
+    static std::string direct(Colorimetry from, Colorimetry to) { return narrow(LUTManager::getInputLUT(from, to)); }
 };
 
 TEST_F(ACESChoice, InputAndOutputTransformsByColorimetry) {
@@ -301,32 +301,41 @@ TEST_F(ACESChoice, DirectLUTsExistOnlyBetweenSDRAndHDRAndBetweenHDRTransfers) {
     const std::string root = "/luts/aces/";
     const std::string hlgTo709 = root + "Input - Rec.2020 - HLG (1000 nits) - Rec.709 (ACES.AP0).cube";
     const std::string pqTo709 = root + "Input - Rec.2020 - ST2084 (1000 nits) - Rec.709 (ACES.AP0).cube";
-    EXPECT_EQ(direct(4, 2), hlgTo709);
-    EXPECT_EQ(direct(4, 1), hlgTo709); // a Rec.601 target uses the Rec.709 file
-    EXPECT_EQ(direct(5, 2), pqTo709);
-    EXPECT_EQ(direct(1, 4), root + "Input - Rec.709 - ITU - Rec.2020 HLG (1000 nits) (ACES.AP0).cube");
-    EXPECT_EQ(direct(2, 5), root + "Input - Rec.709 - ITU - Rec.2020 ST2084 (1000 nits) (ACES.AP0).cube");
-    EXPECT_EQ(direct(4, 5), root + "Input - Rec.2020 HLG (1000 nits) - Rec.2020 - ST2084 (1000 nits) (ACES.AP0).cube");
-    EXPECT_EQ(direct(5, 4), root + "Input - Rec.2020 - ST2084 (1000 nits) - Rec.2020 HLG (1000 nits) (ACES.AP0).cube");
-    EXPECT_EQ(direct(3, 4), root);
-    EXPECT_EQ(direct(2, 2), root);
+    EXPECT_EQ(direct(eRec2020HLG, eRec709), hlgTo709);
+    EXPECT_EQ(direct(eRec2020HLG, eRec601), hlgTo709); // a Rec.601 target uses the Rec.709 file
+    EXPECT_EQ(direct(eRec2020ST2084, eRec709), pqTo709);
+    EXPECT_EQ(direct(eRec601, eRec2020HLG), root + "Input - Rec.709 - ITU - Rec.2020 HLG (1000 nits) (ACES.AP0).cube");
+    EXPECT_EQ(direct(eRec709, eRec2020ST2084), root + "Input - Rec.709 - ITU - Rec.2020 ST2084 (1000 nits) (ACES.AP0).cube");
+    EXPECT_EQ(direct(eRec2020HLG, eRec2020ST2084),
+              root + "Input - Rec.2020 HLG (1000 nits) - Rec.2020 - ST2084 (1000 nits) (ACES.AP0).cube");
+    EXPECT_EQ(direct(eRec2020ST2084, eRec2020HLG),
+              root + "Input - Rec.2020 - ST2084 (1000 nits) - Rec.2020 HLG (1000 nits) (ACES.AP0).cube");
+    EXPECT_EQ(direct(eRec2020, eRec2020HLG), root);
+    EXPECT_EQ(direct(eRec709, eRec709), root);
 
     // preferACES is true exactly where there is no direct file, over every pair.
     int directPairs = 0;
     for (int from = 0; from <= 9; ++from)
         for (int to = 0; to <= 9; ++to) {
-            const bool hasDirect = direct(from, to) != root;
+            const bool hasDirect = direct(Colorimetry(from), Colorimetry(to)) != root;
             directPairs += hasDirect;
             EXPECT_EQ(LUTManager::preferACES(Colorimetry(from), Colorimetry(to)), !hasDirect) << from << " -> " << to;
         }
     EXPECT_EQ(directPairs, 10); // {1,2} x {4,5} both ways, and 4 <-> 5
 }
 
-TEST(Colorimetry, VideoCodesMapOntoTheLUTSelectionsCodes) {
-    EXPECT_EQ(colorimetryFromVideo(Data::Video::eBT2100PQ), eRec2020ST2084);
-    EXPECT_EQ(colorimetryFromVideo(Data::Video::eBT2100HLG), eRec2020HLG);
-    EXPECT_EQ(colorimetryFromVideo(Data::Video::eBT709), eRec709);
-    EXPECT_EQ(colorimetryFromVideo(99), eColorimetryUnknown);
+TEST_F(ACESChoice, ASurfacesCodeFourIsHLGAndFiveIsPQ) {
+    // One numbering for surfaces and LUTs: video code 4 chooses the HLG
+    // transforms, 5 the ST 2084 (PQ) ones, and every other code means the same
+    // colour space in both.
+    EXPECT_EQ(uint32_t(Data::Video::eBT2100HLG), 4u);
+    EXPECT_EQ(uint32_t(Data::Video::eBT2100PQ), 5u);
+    EXPECT_EQ(in(colorimetryFromVideo(4)), "/luts/aces/Input - Rec.2020 - HLG (1000 nits) - ACES.AP1.cube");
+    EXPECT_EQ(out(colorimetryFromVideo(5)), "/luts/aces/Output - ACES.AP1 - Rec.2020 - ST2084 (1000 nits).cube");
+    for (uint32_t code = 0; code <= 9; ++code) {
+        const bool named = code >= Data::Video::eBT601 && code <= Data::Video::eP3D65;
+        EXPECT_EQ(colorimetryFromVideo(code), named ? Colorimetry(code) : eColorimetryUnknown) << code;
+    }
 }
 
 } // namespace

@@ -59,6 +59,10 @@ check "aces-input" 0 "$qffx" luts aces-input 2 --root /aces
 expect_output "aces-input" "/aces/Input - Rec.709 - ITU - ACES.AP1.cube"
 check "aces-output" 0 "$qffx" luts --root /aces aces-output 8
 expect_output "aces-output" "/aces/Output - ACES.AP1 - ACES - ACES.AP0.cube"
+check "aces-input 4 is HLG" 0 "$qffx" luts aces-input 4 --root /aces
+expect_output "aces-input 4 is HLG" "/aces/Input - Rec.2020 - HLG (1000 nits) - ACES.AP1.cube"
+check "aces-output 5 is PQ" 0 "$qffx" luts aces-output 5 --root /aces
+expect_output "aces-output 5 is PQ" "/aces/Output - ACES.AP1 - Rec.2020 - ST2084 (1000 nits).cube"
 check "direct" 0 "$qffx" luts direct 5 1 --root /aces
 expect_output "direct" "/aces/Input - Rec.2020 - ST2084 (1000 nits) - Rec.709 (ACES.AP0).cube"
 check "direct none" 0 "$qffx" luts direct 3 4 --root /aces

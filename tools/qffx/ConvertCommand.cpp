@@ -43,7 +43,7 @@ const char* const kHelp = "usage: qffx convert --in IN --out OUT [--from FMT] [-
 int fail(const std::string& message) { return failWith("convert", message); }
 
 struct Settings {
-    uint32_t colourimetry = 2, range = 2;
+    uint32_t colourimetry = Data::Video::eBT709, range = Data::Video::eLegalRange;
     CC::GamutScaling gamut = CC::eGamutFull;
     CC::Filter filter = CC::eFilterLinear;
 };
@@ -238,17 +238,21 @@ int runConvert(const CommandArgs& args) {
     Settings settings;
     size_t index = 0;
     static const char* const kColourimetries[] = {"bt601", "bt709", "bt2020", "bt2020-hlg", "bt2020-pq", "p3-dci", "p3-display"};
+    static const uint32_t kColourimetryCodes[] = {Data::Video::eBT601,     Data::Video::eBT709,    Data::Video::eBT2020,
+                                                  Data::Video::eBT2100HLG, Data::Video::eBT2100PQ, Data::Video::eDCIP3,
+                                                  Data::Video::eP3D65};
     static const char* const kRanges[] = {"full", "legal"};
+    static const uint32_t kRangeCodes[] = {Data::Video::eFullRange, Data::Video::eLegalRange};
     static const char* const kFilters[] = {"point", "linear", "lowpass"};
     if (parsed.has("--colourimetry")) {
         if (!pick(parsed.value("--colourimetry"), kColourimetries, index))
             return usageError("convert",
                               "--colourimetry must be bt601, bt709, bt2020, bt2020-hlg, bt2020-pq, p3-dci or p3-display");
-        settings.colourimetry = uint32_t(index + 1);
+        settings.colourimetry = kColourimetryCodes[index];
     }
     if (parsed.has("--range")) {
         if (!pick(parsed.value("--range"), kRanges, index)) return usageError("convert", "--range must be full or legal");
-        settings.range = uint32_t(index + 1);
+        settings.range = kRangeCodes[index];
     }
     if (parsed.has("--gamut-scaling")) {
         if (!pick(parsed.value("--gamut-scaling"), kRanges, index))

@@ -20,6 +20,7 @@ using Qf::Image::ColourConversion;
 namespace {
 
 using CC = ColourConversion;
+using V = Data::Video;
 using ConversionGPUTest = ImageTestFrames::ImageGPUTest;
 
 Surface described(uint32_t width, uint32_t height, Format format, uint16_t bits, uint32_t colourimetry, uint32_t range) {
@@ -86,13 +87,18 @@ Surface packedSurface(iGPUService& gpu, Format format, uint32_t width, const std
 
 TEST_F(ConversionGPUTest, RGBToYCrCb444MatchesTheReferenceForEachColourimetryAndRange) {
     const Surface src = rgbPicture(*m_gpu, 97, 9, 1);
-    for (const auto& [colourimetry, range] : {std::pair{1u, 2u}, {2u, 2u}, {3u, 2u}, {5u, 2u}, {1u, 1u}}) {
+    for (const auto& [colourimetry, range] : {std::pair{V::eBT601, V::eLegalRange},
+                                              {V::eBT709, V::eLegalRange},
+                                              {V::eBT2020, V::eLegalRange},
+                                              {V::eBT2100HLG, V::eLegalRange},
+                                              {V::eBT601, V::eFullRange}}) {
         Surface dst = described(97, 9, Format::eRGBA, 16, colourimetry, range);
         ASSERT_TRUE(CC::convertRGBToYCrCb444(src, dst, CC::eFilterPoint));
         ASSERT_TRUE(dst.readBackFromGPU());
         Worst worst;
         for (uint32_t y = 0; y < 9; ++y)
-            for (uint32_t x = 0; x < 97; ++x) worst.see(rgbAt(dst, x, y), toYCrCb(rgbAt(src, x, y), colourimetry, range == 2));
+            for (uint32_t x = 0; x < 97; ++x)
+                worst.see(rgbAt(dst, x, y), toYCrCb(rgbAt(src, x, y), colourimetry, range == V::eLegalRange));
         EXPECT_LE(worst.codes, 1.0) << "colourimetry " << colourimetry << " range " << range;
         EXPECT_EQ(dst.getColourimetry(), colourimetry); // the destination says what it holds
     }
@@ -115,12 +121,12 @@ TEST_F(ConversionGPUTest, TheFullRangeOverrideWritesFullRangeIntoALegalRangeDest
 TEST_F(ConversionGPUTest, YCrCb444ToRGBMatchesTheReferenceWithAndWithoutGamutExpansion) {
     std::mt19937 rng(3);
     std::uniform_int_distribution<int> luma(64, 940), chroma(64, 960);
-    for (const auto& [colourimetry, gamut] : {std::pair{1u, CC::eGamutFull},
-                                              {2u, CC::eGamutFull},
-                                              {3u, CC::eGamutFull},
-                                              {1u, CC::eGamutLegal},
-                                              {2u, CC::eGamutLegal}}) {
-        Surface src = described(64, 8, Format::eRGBA, 16, colourimetry, 2);
+    for (const auto& [colourimetry, gamut] : {std::pair{V::eBT601, CC::eGamutFull},
+                                              {V::eBT709, CC::eGamutFull},
+                                              {V::eBT2020, CC::eGamutFull},
+                                              {V::eBT601, CC::eGamutLegal},
+                                              {V::eBT709, CC::eGamutLegal}}) {
+        Surface src = described(64, 8, Format::eRGBA, 16, colourimetry, V::eLegalRange);
         for (uint32_t y = 0; y < 8; ++y)
             for (uint32_t x = 0; x < 64; ++x) put(src, x, y, {luma(rng) / 1023.0, chroma(rng) / 1023.0, chroma(rng) / 1023.0});
         src.createGPUSurface(*m_gpu);
@@ -170,7 +176,7 @@ TEST_F(ConversionGPUTest, YCrCb422ToRGBInterpolatesChromaForBothSampleOrders) {
     for (const Format format : {Format::eYUY2, Format::eUYVY})
         for (int filter = 0; filter < 3; ++filter) {
             Surface src = packedSurface(*m_gpu, format, kW, rows);
-            src.setVideoData({.colourimetry = 1, .range = Data::Video::eLegalRange});
+            src.setVideoData({.colourimetry = V::eBT601, .range = V::eLegalRange});
             Surface dst(kW, kH, Format::eRGBA, 16);
             ASSERT_TRUE(CC::convertYCrCb422ToRGB(src, dst, CC::eGamutFull, CC::Filter(filter)));
             ASSERT_TRUE(dst.readBackFromGPU());

@@ -113,7 +113,9 @@ TEST_F(ComponentConversionsTest, PlanarRGBBecomesInterleavedRGBA) {
 
 TEST_F(ComponentConversionsTest, PlanarYCbCrMatchesTheReferenceMatrices) {
     Surface src = planarPicture(*m_gpu, Format::ePlanarYCbCr, 29, 4, true);
-    for (const auto& [colourimetry, gamut] : {std::pair{1u, CC::eGamutFull}, {2u, CC::eGamutFull}, {2u, CC::eGamutLegal}}) {
+    for (const auto& [colourimetry, gamut] : {std::pair{Data::Video::eBT601, CC::eGamutFull},
+                                              {Data::Video::eBT709, CC::eGamutFull},
+                                              {Data::Video::eBT709, CC::eGamutLegal}}) {
         src.setVideoData({.colourimetry = colourimetry, .range = Data::Video::eLegalRange});
         Surface dst;
         ASSERT_TRUE(CC::planarYUVToARGB(src, dst, gamut));

@@ -58,7 +58,9 @@ TEST_F(GPUOperationsTest, GreyscaleUsesTheLumaWeightsOfTheSourcesColourimetry) {
     const struct {
         uint32_t colourimetry;
         float kr, kg, kb;
-    } cases[] = {{1, 0.299f, 0.587f, 0.114f}, {2, 0.2126f, 0.7152f, 0.0722f}, {5, 0.2627f, 0.6780f, 0.0593f}};
+    } cases[] = {{Data::Video::eBT601, 0.299f, 0.587f, 0.114f},
+                 {Data::Video::eBT709, 0.2126f, 0.7152f, 0.0722f},
+                 {Data::Video::eBT2100HLG, 0.2627f, 0.6780f, 0.0593f}};
     for (const auto& c : cases) {
         src.setVideoData({.colourimetry = c.colourimetry});
         Surface grey;
