@@ -8,11 +8,15 @@
 // forward matrix the rows are R, G, B and the columns Y', Cr, Cb; for the
 // inverse matrix the rows are Y', Cr, Cb and the columns R, G, B.
 //
-// The tables are the editor's and are kept exactly as they are, including
-// their oddities: a full-range BT.709 destination gets the legal-range row,
-// and the alpha terms of the inverse offsets are uneven (legal BT.601 adds
-// 1/16 to alpha once or twice, legal BT.709 with full gamut scaling once).
-// A combination missing from the tables sets nothing at all.
+// Each row follows from its colourimetry's luma weights Kr, Kb and the code
+// ranges (tests/image/ColourCoefficientsTest.cpp derives every one). The
+// tables are the editor's and are kept exactly as they are, including their
+// oddities: a full-range BT.709 destination gets the legal-range row; the P3
+// rows scale chroma by BT.709's 2 (1 - Kr) and 2 (1 - Kb); only BT.601 and
+// BT.709 have rows that keep legal levels, and from a full-range source those
+// leave Y' unscaled; the alpha terms of the inverse offsets are uneven (legal
+// BT.601 adds 1/16 to alpha once or twice, legal BT.709 with full gamut
+// scaling once). A combination missing from the tables sets nothing at all.
 #include "image/ColourConversion.h"
 
 #include <atomic>
