@@ -117,13 +117,13 @@ const std::vector<CommandSpec> kCommands = {
         "effect-templates directory) and draws it over an image the size of IN.png,\n"
         "every parameter at its declared default unless --set gives it another value.",
         {
-            {"--in", "IN.png", "the picture bound to the effect's first input"},
-            {"--out", "OUT.png", "where the result is written (8 or 16 bits, as IN.png)"},
+            {"--in", "IN.png", "the picture bound to the effect's first input", OptionSpec::eRequired},
+            {"--out", "OUT.png", "where the result is written (8 or 16 bits, as IN.png)", OptionSpec::eRequired},
             {"--input", "NAME=FILE", "the picture for another input (e.g. Mask=mask.png), or\n"
-                                     "a .cube file for a 3D input; repeatable", true},
+                                     "a .cube file for a 3D input; repeatable", OptionSpec::eRepeatable},
             {"--set", "NAME=VALUE", "a parameter value: a number (float, int), true/false\n"
                                     "(bool), or comma-separated numbers (float3, float4,\n"
-                                    "float3x3 with 9 numbers, rows in order); repeatable", true},
+                                    "float3x3 with 9 numbers, rows in order); repeatable", OptionSpec::eRepeatable},
         },
         1, 1, "give exactly one effect",
         "A 3D input without a file gets an identity look-up table. Exit status: 0 on\n"
@@ -188,7 +188,7 @@ const std::vector<CommandSpec> kCommands = {
         "values, labelled with them beneath; the values of each row are also printed\n"
         "on standard output.",
         {
-            {"--out", "SHEET.png", "where the contact sheet is written"},
+            {"--out", "SHEET.png", "where the contact sheet is written", OptionSpec::eRequired},
             {"--in", "PICTURE.png", "the picture (default: a built-in picture of colour bars,\n"
                                     "a grey ramp, skin tones and fine detail)"},
             {"--param", "NAME", "sweep only this float parameter"},
@@ -206,7 +206,7 @@ const std::vector<CommandSpec> kCommands = {
         "large enough for it: the line's height (ascent and descent) by the pen's travel,\n"
         "widened where ink reaches beyond either.",
         {
-            {"--out", "OUT.png", "where the picture is written (8-bit RGBA)"},
+            {"--out", "OUT.png", "where the picture is written (8-bit RGBA)", OptionSpec::eRequired},
             {"--font", "FAMILY", "the font family (default \"DejaVu Sans\"); a missing family\n"
                                  "is replaced by fontconfig's best match, named in the log"},
             {"--size", "PX", "the size in pixels, 1 to 1024 (default 32; 11.9 draws as 11)"},
@@ -250,8 +250,8 @@ const std::vector<CommandSpec> kCommands = {
         "conversion effects on the GPU; between Y'CbCr formats of the same\n"
         "subsampling the samples are repacked exactly. '-' is standard input or output.",
         {
-            {"--in", "IN", "the input file, or '-'"},
-            {"--out", "OUT", "the output file, or '-'"},
+            {"--in", "IN", "the input file, or '-'", OptionSpec::eRequired},
+            {"--out", "OUT", "the output file, or '-'", OptionSpec::eRequired},
             {"--from", "FMT", "the input's format: png (8/16-bit RGBA), y4m (4:2:2 and\n"
                               "4:4:4, 8 and 10 bits), or raw frames: rgba, bgra, argb,\n"
                               "rgba64le, uyvy422, yuyv422, yuv422p10le, yuv444p10le,\n"
@@ -297,7 +297,7 @@ const std::vector<CommandSpec> kCommands = {
         "Levels are 8-bit codes of BT.709 Y', Cb and Cr computed from the R, G and B\n"
         "components (16-bit frames are rounded to 8 bits first).",
         {
-            {"--in", "FRAME.png", "the frame"},
+            {"--in", "FRAME.png", "the frame", OptionSpec::eRequired},
             {"--out-dir", "DIR", "where the pictures are written (default: the current\n"
                                  "directory)"},
             {"--json", "", "print the numbers as one JSON object"},
@@ -434,6 +434,16 @@ int dispatch(const CommandSpec& command, const CommandArgs& args) {
             message.replace(at, 2, parsed.positional[command.maxArguments]);
         return report.usage(message);
     }
+    // All the required options are named when one is missing: "--in and --out are required".
+    std::string required;
+    size_t requiredCount = 0, missing = 0;
+    for (const OptionSpec& option : command.options) {
+        if (option.kind != OptionSpec::eRequired) continue;
+        required += (required.empty() ? "" : " and ") + std::string(option.name);
+        ++requiredCount;
+        missing += parsed.has(std::string(option.name)) ? 0 : 1;
+    }
+    if (missing) return report.usage(required + (requiredCount > 1 ? " are required" : " is required"));
     setLogSink(toolLogSink(parsed.has("--verbose")));
     try {
         return command.run(Invocation{command, parsed, report});

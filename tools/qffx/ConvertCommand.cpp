@@ -195,7 +195,6 @@ struct Output {
 int runConvert(const Invocation& call) {
     const ParsedArgs& parsed = call.args;
     const Reporter& report = call.report;
-    if (!parsed.has("--in") || !parsed.has("--out")) return report.usage("--in and --out are required");
 
     Settings settings;
     if (parsed.has("--colourimetry")) {

@@ -61,29 +61,22 @@ ParsedArgs parseArgs(const CommandArgs& args, std::span<const OptionSpec> own) {
             return parsed;
         }
         auto& slot = parsed.options[name];
-        if (!slot.empty() && !option->repeatable) {
+        if (!slot.empty() && option->kind != OptionSpec::eRepeatable) {
             parsed.error = name + " given twice";
             return parsed;
         }
+        const bool inlineValue = eq != std::string::npos;
         if (option->takesValue()) {
-            if (eq != std::string::npos) {
-                slot.push_back(a.substr(eq + 1));
-            } else {
-                if (i + 1 >= args.size()) {
-                    parsed.error = name + " needs a value";
-                    return parsed;
-                }
-                slot.push_back(args[++i]);
-            }
-            if (slot.back().empty()) {
+            std::string value = inlineValue ? a.substr(eq + 1) : i + 1 < args.size() ? args[++i] : std::string();
+            if (value.empty()) {
                 parsed.error = name + " needs a value";
                 return parsed;
             }
+            slot.push_back(std::move(value));
+        } else if (inlineValue) {
+            parsed.error = name + " takes no value";
+            return parsed;
         } else {
-            if (eq != std::string::npos) {
-                parsed.error = name + " takes no value";
-                return parsed;
-            }
             slot.emplace_back();
         }
     }

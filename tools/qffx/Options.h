@@ -14,7 +14,7 @@ struct OptionSpec {
     std::string_view name;  // "--lang"
     std::string_view value; // what its value is called in the help ("cg|glsl"); empty for a flag
     std::string_view help;  // lines joined by '\n'
-    bool repeatable = false;
+    enum eKind { eOptional, eRepeatable, eRequired } kind = eOptional;
 
     bool takesValue() const { return !value.empty(); }
 };

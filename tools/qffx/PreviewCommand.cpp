@@ -103,7 +103,6 @@ double property(const Shader::Parameter& p, const char* key) {
 int runPreview(const Invocation& call) {
     const ParsedArgs& parsed = call.args;
     const Reporter& report = call.report;
-    if (!parsed.has("--out")) return report.usage("--out is required");
 
     const Ptr<ShaderEffectInfo> effect = openEffect(report, parsed.positional[0]);
     if (!effect) return eExitUsage;

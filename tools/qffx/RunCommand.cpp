@@ -26,7 +26,6 @@ bool splitNameValue(const std::string& text, std::string& name, std::string& val
 int runRun(const Invocation& call) {
     const ParsedArgs& parsed = call.args;
     const Reporter& report = call.report;
-    if (!parsed.has("--in") || !parsed.has("--out")) return report.usage("--in and --out are required");
 
     const Ptr<ShaderEffectInfo> effect = openEffect(report, parsed.positional[0]);
     if (!effect) return eExitUsage;

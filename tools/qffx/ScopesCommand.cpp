@@ -170,7 +170,6 @@ Surface surfaceOf(const HostImage& image) {
 int runScopes(const Invocation& call) {
     const ParsedArgs& parsed = call.args;
     const Reporter& report = call.report;
-    if (!parsed.has("--in")) return report.usage("--in FRAME.png is required");
 
     const std::string inPath = parsed.value("--in");
     std::string error;

@@ -17,7 +17,6 @@
 int runText(const Invocation& call) {
     const ParsedArgs& parsed = call.args;
     const Reporter& report = call.report;
-    if (!parsed.has("--out")) return report.usage("--out is required");
     const std::string text = parsed.positional[0];
     if (text.empty()) return report.usage("the text is empty");
 
