@@ -11,6 +11,7 @@ packages=(
   clang libclang-rt-14-dev clang-format
   locales
   python3 python3-jsonschema
+  nlohmann-json3-dev
   ffmpeg libswscale-dev libzimg-dev
 )
 missing=()

@@ -1,13 +1,14 @@
 // qffx convert: converts frames between RGB and Y'CbCr files on the GPU, and
 // repacks Y'CbCr samples exactly between formats of the same subsampling.
+#include "ColourNames.h"
 #include "Commands.h"
 #include "FrameFormats.h"
-#include "Options.h"
 #include "ProgressBar.h"
 #include "ToolEffects.h"
 
 #include "image/ColourConversion.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,49 +19,19 @@ namespace {
 
 using CC = Qf::Image::ColourConversion;
 
-const char* const kHelp = "usage: qffx convert --in IN --out OUT [--from FMT] [--to FMT] [--size WxH]\n"
-                          "                    [--colourimetry C] [--range R] [--gamut-scaling full|legal] [--filter F]\n"
-                          "\n"
-                          "Converts every frame of IN into OUT. RGB <-> Y'CbCr runs the library's\n"
-                          "conversion effects on the GPU; between Y'CbCr formats of the same\n"
-                          "subsampling the samples are repacked exactly. '-' is standard input or output.\n"
-                          "\n"
-                          "  --from, --to FMT     png (8/16-bit RGBA), y4m (4:2:2 and 4:4:4, 8 and 10 bits),\n"
-                          "                       or raw frames: rgba, bgra, argb, rgba64le, uyvy422, yuyv422,\n"
-                          "                       yuv422p10le, yuv444p10le, v210, m101, dvs10; taken from the\n"
-                          "                       file extension when not given\n"
-                          "  --size WxH           the frame size of raw input\n"
-                          "  --colourimetry C     of the Y'CbCr side: bt601, bt709 (default), bt2020,\n"
-                          "                       bt2020-hlg, bt2020-pq, p3-dci, p3-display\n"
-                          "  --range R            of the Y'CbCr side: legal (default) or full; RGB is full range\n"
-                          "  --gamut-scaling S    Y'CbCr to RGB: full (default) expands to full-range RGB,\n"
-                          "                       legal keeps legal levels\n"
-                          "  --filter F           4:2:2 chroma filter: point, linear (default), lowpass\n"
-                          "\n"
-                          "Exit status: 0 on success, 1 when a conversion fails on the GPU, 2 for bad\n"
-                          "arguments, unreadable or truncated input (no output file is left behind).\n";
-
-int fail(const std::string& message) { return failWith("convert", message); }
-
 struct Settings {
-    uint32_t colourimetry = Data::Video::eBT709, range = Data::Video::eLegalRange;
+    Data::Video::eColourimetry colourimetry = Data::Video::eBT709;
+    Data::Video::eRange range = Data::Video::eLegalRange;
     CC::GamutScaling gamut = CC::eGamutFull;
     CC::Filter filter = CC::eFilterLinear;
 };
 
-template <size_t N>
-bool pick(const std::string& text, const char* const (&names)[N], size_t& index) {
-    for (size_t i = 0; i < N; ++i)
-        if (text == names[i]) return index = i, true;
-    return false;
-}
-
 uint16_t widen10(uint16_t v) { return uint16_t(v << 6 | v >> 4); }
 
 // The GPU's services and the effect manager, started at the first frame that needs them.
-bool gpuReady() {
+bool gpuReady(const Reporter& report) {
     static iGPUService* gpu = nullptr;
-    if (!gpu && (gpu = startGPU("convert"))) startManagerForLookup();
+    if (!gpu && (gpu = startGPU(report))) startManagerForLookup();
     return gpu != nullptr;
 }
 
@@ -77,7 +48,7 @@ Data::Video ycbcrVideo(const Settings& settings) {
 // pass and one read-back.
 class GPUConversions {
 public:
-    explicit GPUConversions(const Settings& settings) : m_settings(settings) {}
+    GPUConversions(const Settings& settings, const Reporter& report) : m_settings(settings), m_report(report) {}
 
     // Y'CbCr (any depth) to RGB of `bits` bits.
     bool toRGB(const Frame& in, unsigned bits, Frame& out);
@@ -86,19 +57,20 @@ public:
 
 private:
     // `s` as a surface of that description with a GPU image, kept when it is one already.
-    static bool prepare(Surface& s, uint32_t width, uint32_t height, Format format, uint16_t bits);
+    bool prepare(Surface& s, uint32_t width, uint32_t height, Format format, uint16_t bits) const;
 
     const Settings& m_settings;
+    const Reporter& m_report;
     Surface m_ycbcrIn, m_rgbOut; // toRGB
     Surface m_rgbIn, m_ycbcrOut; // fromRGB
 };
 
-bool GPUConversions::prepare(Surface& s, uint32_t width, uint32_t height, Format format, uint16_t bits) {
+bool GPUConversions::prepare(Surface& s, uint32_t width, uint32_t height, Format format, uint16_t bits) const {
     if (s.getGPUSurface() && s.getWidth() == width && s.getHeight() == height && s.getDataFormat() == format &&
         s.getBitsPerComponent() == bits)
         return true;
     s = Surface(width, height, format, bits);
-    return gpuReady() && s.createGPUSurface(*OS()->gpu());
+    return gpuReady(m_report) && s.createGPUSurface(*OS()->gpu());
 }
 
 bool GPUConversions::toRGB(const Frame& in, unsigned bits, Frame& out) {
@@ -220,49 +192,33 @@ struct Output {
 
 } // namespace
 
-int runConvert(const CommandArgs& args) {
-    const ParsedArgs parsed = parseArgs(args, {{"--in", true},
-                                               {"--out", true},
-                                               {"--from", true},
-                                               {"--to", true},
-                                               {"--size", true},
-                                               {"--colourimetry", true},
-                                               {"--range", true},
-                                               {"--gamut-scaling", true},
-                                               {"--filter", true}});
-    if (parsed.help) return std::fputs(kHelp, stdout), 0;
-    if (!parsed.error.empty()) return usageError("convert", parsed.error);
-    if (!parsed.positional.empty()) return usageError("convert", "unexpected argument '" + parsed.positional[0] + "'");
-    if (!parsed.has("--in") || !parsed.has("--out")) return usageError("convert", "--in and --out are required");
+int runConvert(const Invocation& call) {
+    const ParsedArgs& parsed = call.args;
+    const Reporter& report = call.report;
 
     Settings settings;
-    size_t index = 0;
-    static const char* const kColourimetries[] = {"bt601", "bt709", "bt2020", "bt2020-hlg", "bt2020-pq", "p3-dci", "p3-display"};
-    static const uint32_t kColourimetryCodes[] = {Data::Video::eBT601,     Data::Video::eBT709,    Data::Video::eBT2020,
-                                                  Data::Video::eBT2100HLG, Data::Video::eBT2100PQ, Data::Video::eDCIP3,
-                                                  Data::Video::eP3D65};
-    static const char* const kRanges[] = {"full", "legal"};
-    static const uint32_t kRangeCodes[] = {Data::Video::eFullRange, Data::Video::eLegalRange};
-    static const char* const kFilters[] = {"point", "linear", "lowpass"};
     if (parsed.has("--colourimetry")) {
-        if (!pick(parsed.value("--colourimetry"), kColourimetries, index))
-            return usageError("convert",
-                              "--colourimetry must be bt601, bt709, bt2020, bt2020-hlg, bt2020-pq, p3-dci or p3-display");
-        settings.colourimetry = kColourimetryCodes[index];
+        const auto colourimetry = videoColourimetry(parsed.value("--colourimetry"));
+        if (!colourimetry) return report.usage("--colourimetry must be " + videoColourimetryNames());
+        settings.colourimetry = *colourimetry;
     }
     if (parsed.has("--range")) {
-        if (!pick(parsed.value("--range"), kRanges, index)) return usageError("convert", "--range must be full or legal");
-        settings.range = kRangeCodes[index];
+        const auto range = videoRange(parsed.value("--range"));
+        if (!range) return report.usage("--range must be full or legal");
+        settings.range = *range;
     }
     if (parsed.has("--gamut-scaling")) {
-        if (!pick(parsed.value("--gamut-scaling"), kRanges, index))
-            return usageError("convert", "--gamut-scaling must be full or legal");
-        settings.gamut = index == 0 ? CC::eGamutFull : CC::eGamutLegal;
+        const auto scaling = videoRange(parsed.value("--gamut-scaling"));
+        if (!scaling) return report.usage("--gamut-scaling must be full or legal");
+        settings.gamut = *scaling == Data::Video::eFullRange ? CC::eGamutFull : CC::eGamutLegal;
     }
     if (parsed.has("--filter")) {
-        if (!pick(parsed.value("--filter"), kFilters, index))
-            return usageError("convert", "--filter must be point, linear or lowpass");
-        settings.filter = CC::Filter(index);
+        static constexpr std::pair<std::string_view, CC::Filter> kFilters[] = {
+            {"point", CC::eFilterPoint}, {"linear", CC::eFilterLinear}, {"lowpass", CC::eFilterLowPass}};
+        const auto found = std::find_if(std::begin(kFilters), std::end(kFilters),
+                                        [&](const auto& f) { return f.first == parsed.value("--filter"); });
+        if (found == std::end(kFilters)) return report.usage("--filter must be point, linear or lowpass");
+        settings.filter = found->second;
     }
     uint32_t width = 0, height = 0;
     if (parsed.has("--size")) {
@@ -271,18 +227,18 @@ int runConvert(const CommandArgs& args) {
         width = uint32_t(std::strtoul(size.c_str(), &end, 10));
         height = end && *end == 'x' ? uint32_t(std::strtoul(end + 1, &end, 10)) : 0;
         if (!end || *end || width == 0 || height == 0 || width > 16384 || height > 16384)
-            return usageError("convert", "--size takes WxH (1 to 16384 each), not '" + size + "'");
+            return report.usage("--size takes WxH (1 to 16384 each), not '" + size + "'");
     }
 
     std::string error;
     const std::string inPath = parsed.value("--in"), outPath = parsed.value("--out");
     const FrameFormat* from = formatFor(parsed, "--from", inPath, error);
-    if (!from) return usageError("convert", error);
+    if (!from) return report.usage(error);
     const FrameFormat* to = formatFor(parsed, "--to", outPath, error);
-    if (!to) return usageError("convert", error);
+    if (!to) return report.usage(error);
 
     std::FILE* in = inPath == "-" ? stdin : std::fopen(inPath.c_str(), "rb");
-    if (!in) return fail("cannot read '" + inPath + "': " + std::strerror(errno));
+    if (!in) return report.bad("cannot read '" + inPath + "': " + std::strerror(errno));
     struct Closer {
         std::FILE* f;
         ~Closer() {
@@ -293,13 +249,13 @@ int runConvert(const CommandArgs& args) {
     const bool regular = in != stdin && fstat(fileno(in), &info) == 0 && S_ISREG(info.st_mode);
 
     FrameReader reader;
-    if (!reader.open(*from, in, width, height, error)) return fail(error);
+    if (!reader.open(*from, in, width, height, error)) return report.bad(error);
     Output output;
-    if (!output.open(outPath, error)) return fail(error);
+    if (!output.open(outPath, error)) return report.bad(error);
     FrameWriter writer(*to, output.file, reader.frameRate());
     ProgressBar progress(stderr);
 
-    GPUConversions gpu(settings);
+    GPUConversions gpu(settings, report);
     Frame frame, out, rgb; // reused from frame to frame
     int frames = 0;
     while (reader.next(frame, error)) {
@@ -315,16 +271,16 @@ int runConvert(const CommandArgs& args) {
             converted = gpu.toRGB(frame, bits, out);
         else // 4:2:2 <-> 4:4:4 through RGB
             converted = gpu.toRGB(frame, 16, rgb) && gpu.fromRGB(rgb, kind, bits, out);
-        if (!converted) return failWith("convert", "the conversion of frame " + std::to_string(frames + 1) + " failed"), 1;
-        if (!writer.write(out, error)) return fail(error);
+        if (!converted) return report.failed("the conversion of frame " + std::to_string(frames + 1) + " failed");
+        if (!writer.write(out, error)) return report.bad(error);
         ++frames;
         if (progress.enabled())
             progress.update("frame " + std::to_string(frames),
                             regular && info.st_size > 0 ? double(std::ftell(in)) / double(info.st_size) : 0.0);
     }
     progress.finish();
-    if (!error.empty()) return fail(inPath + ": frame " + std::to_string(frames + 1) + ": " + error);
-    if (frames == 0) return fail(inPath + ": no frames");
-    if (!output.commit(error)) return fail(error);
-    return 0;
+    if (!error.empty()) return report.bad(inPath + ": frame " + std::to_string(frames + 1) + ": " + error);
+    if (frames == 0) return report.bad(inPath + ": no frames");
+    if (!output.commit(error)) return report.bad(error);
+    return eExitSuccess;
 }

@@ -5,8 +5,8 @@
 // declaration, inputs, user parameters with every declared value, the shader
 // variables the host sets, and the techniques with their passes.
 #include "Commands.h"
-#include "Options.h"
 #include "ToolEffects.h"
+#include "ToolJson.h"
 
 #include "codegen/CodeGenerators.h"
 #include "host/Paths.h"
@@ -21,20 +21,6 @@
 namespace {
 
 namespace Key = Shader::PropertyKey;
-
-const char* const kHelp = "usage: qffx describe [--shaders DIR] [--templates DIR] [--json] EFFECT\n"
-                          "\n"
-                          "Describes what EFFECT (an .fx file, or the name of an effect in the shaders or\n"
-                          "effect-templates directory) declares: its name, category, sub-category, notes\n"
-                          "and capabilities; its inputs; its parameters (id, type, display name, group,\n"
-                          "flags, default, minimum, maximum, choices, colour components, whether it can\n"
-                          "be keyframed); the shader variables the host sets; its techniques and passes.\n"
-                          "Read from the file alone: no GPU is needed.\n"
-                          "\n"
-                          "  --json   one JSON object in the schema of docs/effect-schema.md\n"
-                          "\n"
-                          "An effect whose declarations have errors prints them as 'FILE.fx:LINE:\n"
-                          "MESSAGE' and gives exit status 1; bad options or files give 2.\n";
 
 // The version of the JSON schema; raised only when a field changes meaning or goes.
 constexpr int kSchemaVersion = 1;
@@ -88,28 +74,32 @@ bool hasAlpha(const Shader::Parameter& p) {
 
 // The declared default as JSON: a number, an integer, a boolean, or the four
 // colour components (alpha 1 when not declared, as the generated text has it).
-std::string jsonDefault(const Shader::Parameter& p) {
+Json jsonDefault(const Shader::Parameter& p) {
     switch (p.type) {
     case iShaderParam::eInt: {
         int64_t value = 0;
         p.properties.in(Key::kDefault, value);
-        return StringFromInteger(value).str();
+        return value;
     }
     case iShaderParam::eBool: {
         bool value = false;
         p.properties.in(Key::kDefault, value);
-        return value ? "true" : "false";
+        return value;
     }
     case iShaderParam::eFloat4:
-        return "[" + num(number(p, Key::kColour1, 0)) + ", " + num(number(p, Key::kColour2, 0)) + ", " +
-               num(number(p, Key::kColour3, 0)) + ", " + num(number(p, Key::kAlpha, 1)) + "]";
-    default: return num(number(p, Key::kDefault, 0));
+        return Json::array(
+            {number(p, Key::kColour1, 0), number(p, Key::kColour2, 0), number(p, Key::kColour3, 0), number(p, Key::kAlpha, 1)});
+    default: return number(p, Key::kDefault, 0);
     }
 }
 
+// The default as the table shows it: a colour's components separated by ", ".
 std::string defaultText(const Shader::Parameter& p) {
-    std::string text = jsonDefault(p);
-    if (p.type == iShaderParam::eFloat4) text = text.substr(1, text.size() - 2);
+    const Json value = jsonDefault(p);
+    if (value.is_number_float()) return num(value.get<double>());
+    if (!value.is_array()) return value.dump();
+    std::string text;
+    for (const Json& component : value) text += (text.empty() ? "" : ", ") + num(component.get<double>());
     return text;
 }
 
@@ -132,12 +122,6 @@ const char* samplingName(iShaderEffectBase::eScalingMethod scaling) {
     return scaling == iShaderEffectBase::Point ? "Point" : "Linear";
 }
 
-std::string jsonStrings(const std::vector<std::string>& words) {
-    std::string out = "[";
-    for (size_t i = 0; i < words.size(); ++i) out += (i ? ", " : "") + jsonString(words[i]);
-    return out + "]";
-}
-
 std::vector<std::string> capabilityWords(uint32_t caps) {
     std::vector<std::string> words;
     for (const auto& [bit, name] : kCapabilityNames)
@@ -146,61 +130,61 @@ std::vector<std::string> capabilityWords(uint32_t caps) {
 }
 
 void printJson(const ShaderEffectInfo& e, const std::string& path) {
-    std::printf("{\n  \"schemaVersion\": %d,\n  \"path\": %s,\n", kSchemaVersion, jsonString(path).c_str());
-    std::printf("  \"effect\": {\"name\": %s, \"category\": %s, \"subcategory\": %s, \"notes\": %s, "
-                "\"capabilities\": %s, \"capabilityMask\": %u},\n",
-                jsonString(utf8(e.getName())).c_str(), jsonString(utf8(e.getCategory())).c_str(),
-                jsonString(utf8(e.getSubcategory())).c_str(), jsonString(utf8(e.getNotes())).c_str(),
-                jsonStrings(capabilityWords(e.getCaps())).c_str(), unsigned(e.getCaps()));
-
-    std::printf("  \"inputs\": [");
-    const std::vector<Shader::Input>& inputs = e.getInputs();
-    for (size_t i = 0; i < inputs.size(); ++i) {
-        const Shader::Input& in = inputs[i];
-        std::printf("%s\n    {\"name\": %s, \"kind\": \"%s\", \"dimension\": \"%s\", \"sampling\": \"%s\", \"edge\": \"%s\", "
-                    "\"coordinates\": \"uv%zu\"}",
-                    i ? "," : "", jsonString(in.name.str()).c_str(), in.isMask ? "mask" : "input",
-                    in.dimension == Shader::Input::e3D ? "3D" : "2D", samplingName(in.scaling), edgeName(in.edgeMode), i + 1);
+    Json inputs = Json::array();
+    const std::vector<Shader::Input>& declared = e.getInputs();
+    for (size_t i = 0; i < declared.size(); ++i) {
+        const Shader::Input& in = declared[i];
+        inputs.push_back({{"name", in.name.str()},
+                          {"kind", in.isMask ? "mask" : "input"},
+                          {"dimension", in.dimension == Shader::Input::e3D ? "3D" : "2D"},
+                          {"sampling", samplingName(in.scaling)},
+                          {"edge", edgeName(in.edgeMode)},
+                          {"coordinates", "uv" + std::to_string(i + 1)}});
     }
-    std::printf("%s],\n  \"parameters\": [", inputs.empty() ? "" : "\n  ");
-
-    bool first = true;
+    Json parameters = Json::array();
     for (const Shader::Parameter& p : e.getParams()) {
         if (ShaderEffectInfo::isInternalParameter(p.id)) continue;
-        std::string fields = "{\"id\": " + jsonString(p.id.str()) + ", \"type\": " + jsonString(Shader::typeName(p.type).str()) +
-                             ", \"name\": " + jsonString(utf8(p.name)) + ", \"group\": " + jsonString(utf8(p.group)) +
-                             ", \"flags\": " + jsonStrings(flagWords(p)) + ", \"default\": " + jsonDefault(p);
-        if (p.type == iShaderParam::eFloat)
-            fields += ", \"min\": " + num(number(p, Key::kMin, 0)) + ", \"max\": " + num(number(p, Key::kMax, 0));
-        if (p.type == iShaderParam::eInt) fields += ", \"choices\": " + jsonString(choices(p));
-        if (p.type == iShaderParam::eFloat4) fields += std::string(", \"components\": ") + (hasAlpha(p) ? "4" : "3");
-        fields += std::string(", \"keyframable\": ") + (keyframable(p) ? "true" : "false") + "}";
-        std::printf("%s\n    %s", first ? "" : ",", fields.c_str());
-        first = false;
+        Json fields = {{"id", p.id.str()},      {"type", Shader::typeName(p.type).str()},
+                       {"name", utf8(p.name)},  {"group", utf8(p.group)},
+                       {"flags", flagWords(p)}, {"default", jsonDefault(p)}};
+        if (p.type == iShaderParam::eFloat) {
+            fields["min"] = number(p, Key::kMin, 0);
+            fields["max"] = number(p, Key::kMax, 0);
+        }
+        if (p.type == iShaderParam::eInt) fields["choices"] = choices(p);
+        if (p.type == iShaderParam::eFloat4) fields["components"] = hasAlpha(p) ? 4 : 3;
+        fields["keyframable"] = keyframable(p);
+        parameters.push_back(std::move(fields));
     }
-    std::printf("%s],\n  \"variables\": [", first ? "" : "\n  ");
-
-    first = true;
-    for (const Shader::Parameter& v : e.getVariables()) {
-        std::printf("%s\n    {\"id\": %s, \"type\": %s}", first ? "" : ",", jsonString(v.id.str()).c_str(),
-                    jsonString(Shader::typeName(v.type).str()).c_str());
-        first = false;
+    Json variables = Json::array();
+    for (const Shader::Parameter& v : e.getVariables())
+        variables.push_back({{"id", v.id.str()}, {"type", Shader::typeName(v.type).str()}});
+    Json techniques = Json::array();
+    for (size_t t = 0; t < e.getTechniques().size(); ++t) {
+        const std::vector<Shader::Function>& passes = e.getTechniques()[t].passes;
+        Json passList = Json::array();
+        for (const Shader::Function& f : passes)
+            passList.push_back(
+                {{"name", f.name.str()}, {"function", f.functionName.str()}, {"renderTarget", f.renderTarget.str()}});
+        techniques.push_back({{"name", ShaderContract::techniqueName(uint16_t(t)).str()},
+                              {"index", t},
+                              {"entryPoint", passes.back().name.str()},
+                              {"passes", std::move(passList)}});
     }
-    std::printf("%s],\n  \"techniques\": [", first ? "" : "\n  ");
-
-    const std::vector<Shader::Technique>& techniques = e.getTechniques();
-    for (size_t t = 0; t < techniques.size(); ++t) {
-        const std::vector<Shader::Function>& passes = techniques[t].passes;
-        std::printf("%s\n    {\"name\": %s, \"index\": %zu, \"entryPoint\": %s, \"passes\": [", t ? "," : "",
-                    jsonString(ShaderContract::techniqueName(uint16_t(t)).str()).c_str(), t,
-                    jsonString(passes.back().name.str()).c_str());
-        for (size_t p = 0; p < passes.size(); ++p)
-            std::printf("%s{\"name\": %s, \"function\": %s, \"renderTarget\": %s}", p ? ", " : "",
-                        jsonString(passes[p].name.str()).c_str(), jsonString(passes[p].functionName.str()).c_str(),
-                        jsonString(passes[p].renderTarget.str()).c_str());
-        std::printf("]}");
-    }
-    std::printf("%s]\n}\n", techniques.empty() ? "" : "\n  ");
+    const Json description = {{"schemaVersion", kSchemaVersion},
+                              {"path", path},
+                              {"effect",
+                               {{"name", utf8(e.getName())},
+                                {"category", utf8(e.getCategory())},
+                                {"subcategory", utf8(e.getSubcategory())},
+                                {"notes", utf8(e.getNotes())},
+                                {"capabilities", capabilityWords(e.getCaps())},
+                                {"capabilityMask", unsigned(e.getCaps())}}},
+                              {"inputs", std::move(inputs)},
+                              {"parameters", std::move(parameters)},
+                              {"variables", std::move(variables)},
+                              {"techniques", std::move(techniques)}};
+    std::fputs(jsonText(description).c_str(), stdout);
 }
 
 void printTable(const ShaderEffectInfo& e, const std::string& path) {
@@ -247,26 +231,18 @@ void printTable(const ShaderEffectInfo& e, const std::string& path) {
 
 } // namespace
 
-int runDescribe(const CommandArgs& args) {
-    const ParsedArgs parsed = parseArgs(args, {{"--json", false}});
-    if (parsed.help) {
-        std::fputs(kHelp, stdout);
-        return 0;
-    }
-    if (!parsed.error.empty()) return usageError("describe", parsed.error);
-    if (parsed.positional.size() != 1) return usageError("describe", "give exactly one effect");
-
+int runDescribe(const Invocation& call) {
     std::string path;
-    const Ptr<ShaderEffectInfo> effect = openEffect("describe", parsed.positional[0], &path);
-    if (!effect) return 2;
+    const Ptr<ShaderEffectInfo> effect = openEffect(call.report, call.args.positional[0], &path);
+    if (!effect) return eExitUsage;
     effect->read(makeCodeGenerator(eShadingLanguageGLSL, getShadersDir()));
     if (!effect->getErrors().empty()) {
         printEffectErrors(*effect, effect->getErrors());
-        return 1;
+        return eExitFailed;
     }
-    if (parsed.has("--json"))
+    if (call.args.has("--json"))
         printJson(*effect, path);
     else
         printTable(*effect, path);
-    return 0;
+    return eExitSuccess;
 }

@@ -1,8 +1,8 @@
 // qffx diagnostics: runs the GPU diagnostics of the system report on the real
 // GPU service and prints them as text, or as one JSON object (--json).
 #include "Commands.h"
-#include "Options.h"
 #include "ToolEffects.h"
+#include "ToolJson.h"
 
 #include "diagnostics/DiagnosticsLog.h"
 #include "diagnostics/GPUTests.h"
@@ -15,65 +15,38 @@
 
 namespace {
 
-const char* const kHelp = "usage: qffx diagnostics [--json] [--shaders DIR] [--templates DIR]\n"
-                          "\n"
-                          "Runs the GPU tests of the system report: memory, CPUs and rights, then the\n"
-                          "host-to-GPU and GPU-to-host transfer rates, the speed of the \"cc3\" effect\n"
-                          "(with the GPU's own time per pass where it can time), and the playback and\n"
-                          "render loops, each in frames per second at 1920 x 1080. A loop runs at most\n"
-                          "2000 times or 5 seconds; the whole run takes up to about a minute.\n"
-                          "\n"
-                          "Text output has one line per message, a blank line before each test.\n"
-                          "--json prints one object instead: \"gpu\" (the renderer), \"system\"\n"
-                          "(\"memoryAvailableBytes\", \"memoryTotalBytes\", \"cpus\", \"admin\"), \"preamble\"\n"
-                          "(its lines), \"tests\" (each with \"title\", \"messages\" of \"text\" and \"level\",\n"
-                          "\"passed\", \"fps\" when measured, and \"gpuMsPerPass\" for the shader test where\n"
-                          "timed) and \"passed\".\n"
-                          "\n"
-                          "Exit status: 0 when every test passed, 1 when any failed, 2 for bad arguments.\n";
-
-std::string number(double value) { return toUTF8(Qf::WStringFromFloat(value, 3, true)).str(); }
+// The figures with the three decimals the text lines give them.
+double figure(double value) { return roundedTo(value, 3); }
 
 void printJSON(const DiagnosticsLog& log) {
     iSystemInfoService* info = OS()->systemInfo();
     const MemoryStatus memory = info ? info->getMemoryStatus() : MemoryStatus{};
-    std::string out = "{\n  \"gpu\": " + jsonString(LinuxServices::instance().gpuDescription()) + ",\n";
-    out += "  \"system\": {\"memoryAvailableBytes\": " + std::to_string(memory.availableBytes) +
-           ", \"memoryTotalBytes\": " + std::to_string(memory.totalBytes) +
-           ", \"cpus\": " + std::to_string(info ? info->getNumCPUs() : 0) +
-           ", \"admin\": " + (info && info->isAdministrator() ? "true" : "false") + "},\n";
-    out += "  \"preamble\": [";
-    for (size_t i = 0; i < log.preamble().size(); ++i) out += (i ? ", " : "") + jsonString(log.preamble()[i]);
-    out += "],\n  \"tests\": [";
-    for (size_t t = 0; t < log.tests().size(); ++t) {
-        const DiagnosticsLog::Test& test = log.tests()[t];
-        out += std::string(t ? "," : "") + "\n    {\"title\": " + jsonString(test.title) + ", \"messages\": [";
-        for (size_t m = 0; m < test.messages.size(); ++m)
-            out += std::string(m ? ", " : "") + "{\"text\": " + jsonString(test.messages[m].text) +
-                   ", \"level\": " + std::to_string(test.messages[m].level) + "}";
-        out += std::string("], \"passed\": ") + (test.failed() ? "false" : "true");
+    Json tests = Json::array();
+    for (const DiagnosticsLog::Test& test : log.tests()) {
+        Json messages = Json::array();
+        for (const auto& message : test.messages) messages.push_back({{"text", message.text}, {"level", message.level}});
+        Json entry = {{"title", test.title}, {"messages", std::move(messages)}, {"passed", !test.failed()}};
         double fps = 0;
-        if (test.fps(fps)) out += ", \"fps\": " + number(fps);
-        for (const auto& [name, value] : test.measurements) out += ", " + jsonString(name) + ": " + number(value);
-        out += "}";
+        if (test.fps(fps)) entry["fps"] = figure(fps);
+        for (const auto& [name, value] : test.measurements) entry[name] = figure(value);
+        tests.push_back(std::move(entry));
     }
-    out += std::string(log.tests().empty() ? "],\n" : "\n  ],\n") + "  \"passed\": " + (log.anyFailed() ? "false" : "true") +
-           "\n}\n";
-    std::fputs(out.c_str(), stdout);
+    const Json report = {{"gpu", LinuxServices::instance().gpuDescription()},
+                         {"system",
+                          {{"memoryAvailableBytes", memory.availableBytes},
+                           {"memoryTotalBytes", memory.totalBytes},
+                           {"cpus", info ? info->getNumCPUs() : 0},
+                           {"admin", info && info->isAdministrator()}}},
+                         {"preamble", log.preamble()},
+                         {"tests", std::move(tests)},
+                         {"passed", !log.anyFailed()}};
+    std::fputs(jsonText(report).c_str(), stdout);
 }
 
 } // namespace
 
-int runDiagnostics(const CommandArgs& args) {
-    const ParsedArgs parsed = parseArgs(args, {{"--json", false}});
-    if (parsed.help) {
-        std::fputs(kHelp, stdout);
-        return 0;
-    }
-    if (!parsed.error.empty()) return usageError("diagnostics", parsed.error);
-    if (!parsed.positional.empty()) return usageError("diagnostics", "takes no arguments");
-    const bool json = parsed.has("--json");
-
+int runDiagnostics(const Invocation& call) {
+    const bool json = call.args.has("--json");
     // Only "cc3" is compiled (on demand): the background compilation is held.
     startManagerForLookup();
     DiagnosticsLog log(json ? std::function<void(const std::string&)>() : [](const std::string& line) {
@@ -82,5 +55,5 @@ int runDiagnostics(const CommandArgs& args) {
     });
     GPUTests::runAllTests(log);
     if (json) printJSON(log);
-    return log.anyFailed() ? 1 : 0;
+    return log.anyFailed() ? eExitFailed : eExitSuccess;
 }

@@ -1,10 +1,10 @@
 // qffx luts: the LUT catalogue, installing LUTs, applying one to a picture,
 // and the ACES transform choice.
+#include "ColourNames.h"
 #include "Commands.h"
-#include "Options.h"
 #include "ToolEffects.h"
+#include "ToolJson.h"
 
-#include "host/Colorimetry.h"
 #include "host/CubeLUT.h"
 #include "host/LUTPaths.h"
 #include "host/Strings.h"
@@ -16,7 +16,6 @@
 #include "platform/png/PngFile.h"
 #endif
 
-#include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -26,56 +25,21 @@ namespace {
 
 using Wide = LightweightString<wchar_t>;
 
-const char* const kHelp = "usage: qffx luts SUBCOMMAND [--factory DIR] [--user DIR] [--root DIR]\n"
-                          "\n"
-                          "  list [--json]          the LUT catalogue: factory LUTs, then the user's\n"
-                          "                         (--json: objects with id, name, category,\n"
-                          "                         manufacturer, detail, selectable)\n"
-                          "  manufacturers          the manufacturer list, one a line\n"
-                          "  install FILE...        copy LUT files into the user LUT directory (an\n"
-                          "                         existing file is never replaced: 'Name (2).cube')\n"
-#ifdef QFFX_HAVE_PLATFORM
-                          "  apply LUT --in IN.png --out OUT.png [--interpolation trilinear|tetrahedral]\n"
-                          "                         map a picture through a LUT on the GPU; LUT is a\n"
-                          "                         catalogue identifier or name, or a .cube file\n"
-#endif
-                          "  aces-input N           the LUT from colorimetry N into ACES\n"
-                          "  aces-output N          the LUT from ACES into colorimetry N\n"
-                          "  direct FROM TO         the direct LUT between two colorimetries (the bare\n"
-                          "                         LUT root when there is none)\n"
-                          "  prefer-aces FROM TO    true when the conversion goes through ACES\n"
-                          "\n"
-                          "Colorimetry: 1 Rec.601, 2 Rec.709, 3 Rec.2020 (Rec.709 transfer), 4 Rec.2020\n"
-                          "HLG, 5 Rec.2020 ST2084, 6 P3 DCI, 7 P3 Display, 8 ACES.\n"
-                          "\n"
-                          "  --factory DIR   the factory LUT directory (default: the embedded resources/luts/)\n"
-                          "  --user DIR      the user LUT directory (default: $XDG_DATA_HOME/qffx/luts/)\n"
-                          "  --root DIR      where the ACES transforms are (default: the factory directory)\n"
-                          "\n"
-                          "Exit status: 0 success, 1 the work failed (a file not installed, a draw\n"
-                          "that failed), 2 bad usage, a bad value, or an unreadable file.\n";
-
-int fail(int status, const std::string& message) {
-    std::fprintf(stderr, "qffx luts: %s\n", message.c_str());
-    return status;
-}
-
 std::string utf8(const Wide& s) { return toUTF8(s).str(); }
 
 int list(bool asJson) {
     const std::vector<Ptr<iLUT>>& luts = LUTManager::instance().getAvailableLUTs();
     if (asJson) {
-        std::string out = "[";
-        for (size_t i = 0; i < luts.size(); ++i) {
-            const iLUT& l = *luts[i];
-            out += std::string(i ? ",\n " : "\n ") + "{\"id\": " + jsonString(utf8(l.getID())) +
-                   ", \"name\": " + jsonString(utf8(l.getName())) + ", \"category\": " + jsonString(utf8(l.getCategory())) +
-                   ", \"manufacturer\": " + jsonString(utf8(l.getManufacturer())) +
-                   ", \"detail\": " + jsonString(utf8(l.getDetail())) +
-                   ", \"selectable\": " + (l.isSelectable() ? "true" : "false") + "}";
-        }
-        std::printf("%s%s]\n", out.c_str(), luts.empty() ? "" : "\n");
-        return 0;
+        Json list = Json::array();
+        for (const Ptr<iLUT>& l : luts)
+            list.push_back({{"id", utf8(l->getID())},
+                            {"name", utf8(l->getName())},
+                            {"category", utf8(l->getCategory())},
+                            {"manufacturer", utf8(l->getManufacturer())},
+                            {"detail", utf8(l->getDetail())},
+                            {"selectable", l->isSelectable()}});
+        std::fputs(jsonText(list, 1).c_str(), stdout);
+        return eExitSuccess;
     }
     for (const Ptr<iLUT>& l : luts) {
         std::string where = utf8(l->getCategory());
@@ -84,14 +48,14 @@ int list(bool asJson) {
         std::printf("%s (%s)%s\n    %s\n", utf8(l->getName()).c_str(), where.c_str(),
                     l->isSelectable() ? "" : " [not selectable]", utf8(l->getID()).c_str());
     }
-    return 0;
+    return eExitSuccess;
 }
 
-int install(const std::vector<std::string>& files) {
-    if (files.empty()) return usageError("luts", "install needs at least one FILE");
+int install(const Reporter& report, const std::vector<std::string>& files) {
+    if (files.empty()) return report.usage("install needs at least one FILE");
     std::vector<Wide> paths;
     for (const std::string& f : files) {
-        if (!std::filesystem::is_regular_file(f)) return fail(2, "cannot read " + f);
+        if (!std::filesystem::is_regular_file(f)) return report.bad("cannot read " + f);
         paths.push_back(fromUTF8(f.c_str()));
     }
     const bool progress = isatty(STDERR_FILENO) && paths.size() > 1;
@@ -103,17 +67,9 @@ int install(const std::vector<std::string>& files) {
     }
     if (progress) std::fputs("\n", stderr);
     for (const Ptr<iLUT>& l : installed) std::printf("installed %s\n", utf8(l->getID()).c_str());
-    return installed.size() == paths.size() ? 0
-                                            : fail(1, std::to_string(paths.size() - installed.size()) + " of " +
-                                                          std::to_string(paths.size()) + " files not installed");
-}
-
-bool colorimetry(const std::string& text, Qf::Image::Colorimetry& out) {
-    int value = 0;
-    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (ec != std::errc() || end != text.data() + text.size()) return false;
-    out = Qf::Image::Colorimetry(value);
-    return true;
+    if (installed.size() == paths.size()) return eExitSuccess;
+    return report.failed(std::to_string(paths.size() - installed.size()) + " of " + std::to_string(paths.size()) +
+                         " files not installed");
 }
 
 #ifdef QFFX_HAVE_PLATFORM
@@ -146,87 +102,79 @@ bool findLUT(const std::string& name, iGPUService& gpu, LUTManager::LoadedLUT& l
     return bool(lut.image);
 }
 
-int apply(const ParsedArgs& parsed) {
-    if (parsed.positional.size() != 2) return usageError("luts", "apply takes one LUT");
-    if (!parsed.has("--in") || !parsed.has("--out")) return usageError("luts", "apply needs --in and --out");
+int apply(const Invocation& call) {
+    const ParsedArgs& parsed = call.args;
+    const Reporter& report = call.report;
+    if (parsed.positional.size() != 2) return report.usage("apply takes one LUT");
+    if (!parsed.has("--in") || !parsed.has("--out")) return report.usage("apply needs --in and --out");
     const std::string method = parsed.value("--interpolation", "trilinear");
     if (method != "trilinear" && method != "tetrahedral")
-        return usageError("luts", "--interpolation is trilinear or tetrahedral, not '" + method + "'");
+        return report.usage("--interpolation is trilinear or tetrahedral, not '" + method + "'");
 
-    iGPUService* gpu = startGPU("luts");
-    if (!gpu) return 2;
+    iGPUService* gpu = startGPU(report);
+    if (!gpu) return eExitUsage;
     std::string error;
     const Ptr<HostImage> in = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error, gpu->maxImageSide());
-    if (!in) return fail(2, error);
+    if (!in) return report.bad(error);
 
     LUTManager::LoadedLUT lut;
-    if (!findLUT(parsed.positional[1], *gpu, lut, error)) return fail(2, error);
+    if (!findLUT(parsed.positional[1], *gpu, lut, error)) return report.bad(error);
 
     const Surface source = Surface::forGPUImage(in->createGPUImage(*gpu));
     Surface destination;
     const auto interpolation = method == "tetrahedral" ? Qf::Image::GPU::eTetrahedral : Qf::Image::GPU::eTrilinear;
     if (!Qf::Image::GPU::applyLUT(source, destination, lut.image, lut.mapping, interpolation))
-        return fail(1, "applying the LUT failed");
+        return report.failed("applying the LUT failed");
     const Ptr<HostImage> result = HostImage::fromGPUImage(*destination.getGPUSurface());
-    if (!result) return fail(1, "cannot read the result back from the GPU");
+    if (!result) return report.failed("cannot read the result back from the GPU");
     // Written beside the destination and renamed when complete: a failure
     // never leaves a partial picture under the destination's name.
-    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *result, error)) return fail(1, error);
-    return 0;
+    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *result, error)) return report.failed(error);
+    return eExitSuccess;
 }
 #endif
 
 } // namespace
 
-int runLuts(const CommandArgs& args) {
-    const ParsedArgs parsed = parseArgs(args, {{"--json", false},
-                                               {"--in", true},
-                                               {"--out", true},
-                                               {"--interpolation", true},
-                                               {"--factory", true},
-                                               {"--user", true},
-                                               {"--root", true}});
-    if (parsed.help) {
-        std::fputs(kHelp, stdout);
-        return 0;
-    }
-    if (!parsed.error.empty()) return usageError("luts", parsed.error);
-    if (parsed.positional.empty()) return usageError("luts", "give a subcommand");
+int runLuts(const Invocation& call) {
+    const ParsedArgs& parsed = call.args;
+    const Reporter& report = call.report;
     if (parsed.has("--factory")) setLUTDirectory(iSettings::eFactory, fromUTF8(parsed.value("--factory").c_str()));
     if (parsed.has("--user")) setLUTDirectory(iSettings::eUser, fromUTF8(parsed.value("--user").c_str()));
     if (parsed.has("--root")) setLUTRoot(fromUTF8(parsed.value("--root").c_str()));
 
     const std::string& sub = parsed.positional[0];
     const std::vector<std::string> rest(parsed.positional.begin() + 1, parsed.positional.end());
-    if (parsed.has("--json") && sub != "list") return usageError("luts", "--json goes with list");
+    if (parsed.has("--json") && sub != "list") return report.usage("--json goes with list");
     if ((parsed.has("--in") || parsed.has("--out") || parsed.has("--interpolation")) && sub != "apply")
-        return usageError("luts", "--in, --out and --interpolation go with apply");
+        return report.usage("--in, --out and --interpolation go with apply");
 
     if (sub == "list" || sub == "manufacturers") {
-        if (!rest.empty()) return usageError("luts", sub + " takes no arguments");
+        if (!rest.empty()) return report.usage(sub + " takes no arguments");
         if (sub == "list") return list(parsed.has("--json"));
         for (const Wide& m : LUTManager::instance().getManufacturers()) std::printf("%s\n", utf8(m).c_str());
-        return 0;
+        return eExitSuccess;
     }
-    if (sub == "install") return install(rest);
+    if (sub == "install") return install(report, rest);
 #ifdef QFFX_HAVE_PLATFORM
-    if (sub == "apply") return apply(parsed);
+    if (sub == "apply") return apply(call);
 #endif
     if (sub == "aces-input" || sub == "aces-output") {
-        Qf::Image::Colorimetry c;
-        if (rest.size() != 1 || !colorimetry(rest[0], c)) return usageError("luts", sub + " takes one colorimetry number");
-        std::printf("%s\n", utf8(sub == "aces-input" ? LUTManager::getACESInputLUT(c) : LUTManager::getACESOutputLUT(c)).c_str());
-        return 0;
+        const auto c = rest.size() == 1 ? lutColorimetry(rest[0]) : std::nullopt;
+        if (!c) return report.usage(sub + " takes one colorimetry (a number or a name)");
+        std::printf("%s\n",
+                    utf8(sub == "aces-input" ? LUTManager::getACESInputLUT(*c) : LUTManager::getACESOutputLUT(*c)).c_str());
+        return eExitSuccess;
     }
     if (sub == "direct" || sub == "prefer-aces") {
-        Qf::Image::Colorimetry from, to;
-        if (rest.size() != 2 || !colorimetry(rest[0], from) || !colorimetry(rest[1], to))
-            return usageError("luts", sub + " takes two colorimetry numbers, FROM and TO");
+        const auto from = rest.size() == 2 ? lutColorimetry(rest[0]) : std::nullopt;
+        const auto to = rest.size() == 2 ? lutColorimetry(rest[1]) : std::nullopt;
+        if (!from || !to) return report.usage(sub + " takes two colorimetries (numbers or names), FROM and TO");
         if (sub == "direct")
-            std::printf("%s\n", utf8(LUTManager::getInputLUT(from, to)).c_str());
+            std::printf("%s\n", utf8(LUTManager::getInputLUT(*from, *to)).c_str());
         else
-            std::printf("%s\n", LUTManager::preferACES(from, to) ? "true" : "false");
-        return 0;
+            std::printf("%s\n", LUTManager::preferACES(*from, *to) ? "true" : "false");
+        return eExitSuccess;
     }
-    return usageError("luts", "unknown subcommand '" + sub + "'");
+    return report.usage("unknown subcommand '" + sub + "'");
 }

@@ -3,8 +3,32 @@
 #include "host/Paths.h"
 #include "host/Strings.h"
 
-#include <cstdio>
 #include <filesystem>
+
+namespace {
+
+constexpr OptionSpec kCommonOptions[] = {
+    {"--shaders", "DIR",
+     "the effects directory (holds _utils.fx); default: the\n"
+     "embedded resources/shaders/, or $QFFX_SHADERS_DIR"},
+    {"--templates", "DIR",
+     "the effect-templates directory; default: the embedded\n"
+     "resources/effect-templates/, or $QFFX_TEMPLATES_DIR"},
+    {"--verbose", "", "also print the library's timing lines on standard error"},
+    {"--help", "", "print this help (also -h)"},
+};
+
+const OptionSpec* findOption(std::string_view name, std::span<const OptionSpec> own) {
+    for (const OptionSpec& o : own)
+        if (o.name == name) return &o;
+    for (const OptionSpec& o : kCommonOptions)
+        if (o.name == name) return &o;
+    return nullptr;
+}
+
+} // namespace
+
+std::span<const OptionSpec> commonOptions() { return kCommonOptions; }
 
 std::string ParsedArgs::value(const std::string& name, const std::string& fallback) const {
     const auto it = options.find(name);
@@ -17,7 +41,7 @@ const std::vector<std::string>& ParsedArgs::values(const std::string& name) cons
     return it == options.end() ? none : it->second;
 }
 
-ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionInfo> known) {
+ParsedArgs parseArgs(const CommandArgs& args, std::span<const OptionSpec> own) {
     ParsedArgs parsed;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
@@ -29,67 +53,49 @@ ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionInfo> 
             parsed.positional.push_back(a);
             continue;
         }
-        // "--name=value" and "--name value" are the same.
         const size_t eq = a.starts_with("--") ? a.find('=') : std::string::npos;
         const std::string name = a.substr(0, eq);
-        const OptionInfo* option = nullptr;
-        static constexpr OptionInfo kShaders{"--shaders", true};
-        static constexpr OptionInfo kTemplates{"--templates", true};
-        if (name == kShaders.name) option = &kShaders;
-        if (name == kTemplates.name) option = &kTemplates;
-        for (const OptionInfo& s : known)
-            if (s.name == name) option = &s;
+        const OptionSpec* option = findOption(name, own);
         if (!option) {
             parsed.error = "unknown option " + name;
             return parsed;
         }
         auto& slot = parsed.options[name];
-        if (!slot.empty() && !option->repeatable) {
+        if (!slot.empty() && option->kind != OptionSpec::eRepeatable) {
             parsed.error = name + " given twice";
             return parsed;
         }
-        if (option->takesValue) {
-            if (eq != std::string::npos) {
-                slot.push_back(a.substr(eq + 1));
-            } else {
-                if (i + 1 >= args.size()) {
-                    parsed.error = name + " needs a value";
-                    return parsed;
-                }
-                slot.push_back(args[++i]);
-            }
-            if (slot.back().empty()) {
+        const bool inlineValue = eq != std::string::npos;
+        if (option->takesValue()) {
+            std::string value = inlineValue ? a.substr(eq + 1) : i + 1 < args.size() ? args[++i] : std::string();
+            if (value.empty()) {
                 parsed.error = name + " needs a value";
                 return parsed;
             }
+            slot.push_back(std::move(value));
+        } else if (inlineValue) {
+            parsed.error = name + " takes no value";
+            return parsed;
         } else {
-            if (eq != std::string::npos) {
-                parsed.error = name + " takes no value";
-                return parsed;
-            }
             slot.emplace_back();
         }
-    }
-    if (parsed.has("--shaders")) {
-        const std::string dir = parsed.value("--shaders");
-        std::error_code ec;
-        if (!std::filesystem::is_directory(dir, ec))
-            parsed.error = "--shaders: '" + dir + "' is not a directory";
-        else
-            setShadersDir(fromUTF8(dir.c_str()));
-    }
-    if (parsed.error.empty() && parsed.has("--templates")) {
-        const std::string dir = parsed.value("--templates");
-        std::error_code ec;
-        if (!std::filesystem::is_directory(dir, ec))
-            parsed.error = "--templates: '" + dir + "' is not a directory";
-        else
-            setFXTemplatesDir(fromUTF8(dir.c_str()));
     }
     return parsed;
 }
 
-int usageError(const char* command, const std::string& message) {
-    std::fprintf(stderr, "qffx %s: %s\n(see qffx %s --help)\n", command, message.c_str(), command);
-    return 2;
+bool applyDirectoryOptions(const ParsedArgs& parsed, std::string& error) {
+    for (const char* option : {"--shaders", "--templates"}) {
+        if (!parsed.has(option)) continue;
+        const std::string dir = parsed.value(option);
+        std::error_code ec;
+        if (!std::filesystem::is_directory(dir, ec)) {
+            error = std::string(option) + ": '" + dir + "' is not a directory";
+            return false;
+        }
+        if (option == std::string_view("--shaders"))
+            setShadersDir(fromUTF8(dir.c_str()));
+        else
+            setFXTemplatesDir(fromUTF8(dir.c_str()));
+    }
+    return true;
 }

@@ -1,19 +1,26 @@
-// A small command-line parser shared by the qffx subcommands.
+// The command line of a qffx command: its options, as the command table
+// declares them, and its positional arguments.
 #pragma once
 
-#include "Commands.h"
-
-#include <initializer_list>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-struct OptionInfo {
-    std::string_view name; // "--lang"
-    bool takesValue;
-    bool repeatable = false;
+using CommandArgs = std::vector<std::string>;
+
+struct OptionSpec {
+    std::string_view name;  // "--lang"
+    std::string_view value; // what its value is called in the help ("cg|glsl"); empty for a flag
+    std::string_view help;  // lines joined by '\n'
+    enum eKind { eOptional, eRepeatable, eRequired } kind = eOptional;
+
+    bool takesValue() const { return !value.empty(); }
 };
+
+// The options every command takes besides its own.
+std::span<const OptionSpec> commonOptions();
 
 struct ParsedArgs {
     std::map<std::string, std::vector<std::string>> options; // flags map to one empty value
@@ -27,9 +34,11 @@ struct ParsedArgs {
     const std::vector<std::string>& values(const std::string& name) const;
 };
 
-// Parses options (from `known`, plus --help/-h, --shaders DIR and
-// --templates DIR, which it applies) and positional arguments.
-ParsedArgs parseArgs(const CommandArgs& args, std::initializer_list<OptionInfo> known);
+// Parses the options of `own` and commonOptions() (--help and -h set `help`)
+// and the positional arguments. "--name=value" and "--name value" are the
+// same; "-" alone is a positional argument. Stops at the first error.
+ParsedArgs parseArgs(const CommandArgs& args, std::span<const OptionSpec> own);
 
-// Prints "qffx COMMAND: MESSAGE" and a pointer to the help; returns 2.
-int usageError(const char* command, const std::string& message);
+// Makes --shaders and --templates the effects and effect-templates
+// directories; false with `error` set when one is not a directory.
+bool applyDirectoryOptions(const ParsedArgs& parsed, std::string& error);

@@ -8,7 +8,6 @@
 // values are also printed on standard output, row by row.
 #include "Commands.h"
 #include "EffectDrawing.h"
-#include "Options.h"
 #include "ToolEffects.h"
 
 #include "fonts/GPUFontCache.h"
@@ -22,23 +21,6 @@
 #include <cstring>
 
 namespace {
-
-const char* const kHelp = "usage: qffx preview EFFECT --out SHEET.png [--in PICTURE.png] [--param NAME]\n"
-                          "                    [--shaders DIR] [--templates DIR]\n"
-                          "\n"
-                          "Draws EFFECT on the GPU over a test picture and writes a contact sheet: the\n"
-                          "first row holds the untouched picture and the effect at its defaults, each\n"
-                          "further row one float parameter swept from its minimum to its maximum in five\n"
-                          "steps (only NAME with --param). Each cell is what 'qffx run' draws with those\n"
-                          "values, labelled with them beneath; the values of each row are also printed\n"
-                          "on standard output.\n"
-                          "\n"
-                          "  --in PICTURE.png   the picture (default: a built-in picture of colour bars,\n"
-                          "                     a grey ramp, skin tones and fine detail)\n"
-                          "  --param NAME       sweep only this float parameter\n"
-                          "\n"
-                          "Exit status: 0 on success, 1 when the effect does not compile or a draw\n"
-                          "fails, 2 for bad arguments or files.\n";
 
 constexpr int kSteps = 5;        // cells in a sweep, minimum to maximum
 constexpr int kGap = 8;          // pixels between cells and around the sheet
@@ -65,8 +47,6 @@ Ptr<HostImage> withLabels(const Ptr<HostImage>& sheet, const std::vector<Label>&
     const Ptr<HostImage> labelled = HostImage::fromGPUImage(*image);
     return labelled ? labelled : sheet;
 }
-
-int fail(const std::string& message) { return failWith("preview", message); }
 
 // The built-in test picture, 320x180: 75% colour bars over the top half, a
 // grey ramp from black to white, six skin tones from light to dark, then fine
@@ -120,28 +100,22 @@ double property(const Shader::Parameter& p, const char* key) {
 
 } // namespace
 
-int runPreview(const CommandArgs& args) {
-    const ParsedArgs parsed = parseArgs(args, {{"--out", true}, {"--in", true}, {"--param", true}});
-    if (parsed.help) {
-        std::fputs(kHelp, stdout);
-        return 0;
-    }
-    if (!parsed.error.empty()) return usageError("preview", parsed.error);
-    if (parsed.positional.size() != 1) return usageError("preview", "give exactly one effect");
-    if (!parsed.has("--out")) return usageError("preview", "--out is required");
+int runPreview(const Invocation& call) {
+    const ParsedArgs& parsed = call.args;
+    const Reporter& report = call.report;
 
-    const Ptr<ShaderEffectInfo> effect = openEffect("preview", parsed.positional[0]);
-    if (!effect) return 2;
-    iGPUService* gpu = startGPU("preview");
-    if (!gpu) return 2;
+    const Ptr<ShaderEffectInfo> effect = openEffect(report, parsed.positional[0]);
+    if (!effect) return eExitUsage;
+    iGPUService* gpu = startGPU(report);
+    if (!gpu) return eExitUsage;
     std::string error;
     Ptr<HostImage> picture = testPicture();
     if (parsed.has("--in")) picture = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error, gpu->maxImageSide());
-    if (!picture) return fail(error.empty() ? "cannot make the test picture" : error);
+    if (!picture) return report.bad(error.empty() ? "cannot make the test picture" : error);
     const ShaderCompilationOutput out = effect->compile();
     if (!out.shader) {
         printEffectErrors(*effect, out.errors);
-        return 1;
+        return eExitFailed;
     }
 
     // Every cell starts from the declared defaults; the declared float
@@ -158,13 +132,13 @@ int runPreview(const CommandArgs& args) {
         sweeps.push_back(std::move(sweep));
     }
     if (parsed.has("--param") && sweeps.empty())
-        return usageError("preview", "the effect has no float parameter '" + parsed.value("--param") + "'");
+        return report.usage("the effect has no float parameter '" + parsed.value("--param") + "'");
 
     const XY<int> cell = picture->getSize();
     const int rows = 1 + int(sweeps.size());
     const Ptr<HostImage> sheet =
         HostImage::create({kGap + kSteps * (cell.x + kGap), kGap + rows * (cell.y + kLabelHeight + kGap)}, picture->getFormat());
-    if (!sheet) return fail("the sheet would be too large for a picture of this size");
+    if (!sheet) return report.bad("the sheet would be too large for a picture of this size");
     for (int y = 0; y < sheet->getHeight(); ++y)
         for (int x = 0; x < sheet->getWidth(); ++x) sheet->setTexel(x, y, {kBackground, kBackground, kBackground, 1});
     std::vector<Label> labels;
@@ -177,20 +151,20 @@ int runPreview(const CommandArgs& args) {
     const auto draw = [&]() { return drawEffect(*effect, *out.shader, values, *gpu, *picture, {}, error); };
     place(*picture, 0, 0, "untouched");
     const Ptr<HostImage> defaults = draw();
-    if (!defaults) return std::fprintf(stderr, "qffx preview: %s\n", error.c_str()), 1;
+    if (!defaults) return report.failed(error);
     place(*defaults, 0, 1, "defaults");
     std::printf("row 1: untouched, defaults\n");
 
     for (size_t r = 0; r < sweeps.size(); ++r) {
         const Sweep& sweep = sweeps[r];
         if (!out.shader->getParam(sweep.parameter.id))
-            return fail("the compiled effect has no parameter '" + sweep.parameter.id.str() + "'");
+            return report.bad("the compiled effect has no parameter '" + sweep.parameter.id.str() + "'");
         ParameterValue& value = *values.find(sweep.parameter.id);
         std::string printed;
         for (int i = 0; i < kSteps; ++i) {
             value.setFloat(float(sweep.values[i]));
             const Ptr<HostImage> result = draw();
-            if (!result) return std::fprintf(stderr, "qffx preview: %s\n", error.c_str()), 1;
+            if (!result) return report.failed(error);
             const std::string text = StringFromFloat(sweep.values[i]).str();
             place(*result, int(r) + 1, i, sweep.parameter.id.str() + " = " + text);
             printed += (i ? ", " : "") + text;
@@ -200,6 +174,7 @@ int runPreview(const CommandArgs& args) {
         std::printf("row %zu: %s = %s\n", r + 2, sweep.parameter.id.c_str(), printed.c_str());
     }
 
-    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *withLabels(sheet, labels, *gpu), error)) return fail(error);
-    return 0;
+    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *withLabels(sheet, labels, *gpu), error))
+        return report.bad(error);
+    return eExitSuccess;
 }

@@ -1,8 +1,8 @@
 // qffx scopes: the video scopes of a PNG frame, computed by the compute
 // kernels (Qf::Image::Scopes), drawn as pictures and printed as numbers.
 #include "Commands.h"
-#include "Options.h"
 #include "ToolEffects.h"
+#include "ToolJson.h"
 
 #include "host/Directories.h"
 #include "host/Files.h"
@@ -27,33 +27,7 @@ using Qf::Image::ScopesData;
 
 namespace {
 
-const char* const kHelp = "usage: qffx scopes --in FRAME.png [--out-dir DIR] [--json] [--shaders DIR]\n"
-                          "\n"
-                          "Computes the video scopes of FRAME.png with the compute kernels of Scopes.cl\n"
-                          "(OpenCL: the GPU where there is one, else PoCL on the CPU) and writes them as\n"
-                          "pictures into DIR (default: the current directory), named after the frame:\n"
-                          "  FRAME_histogram.png    the luma, red, green and blue histograms, top to\n"
-                          "                         bottom, each scaled to its own highest count; the\n"
-                          "                         marks stand at levels 16 and 235 (video range)\n"
-                          "  FRAME_waveform.png     one column per frame column, luma level 255 at the\n"
-                          "                         top; brightness grows with the count (logarithmic);\n"
-                          "                         lines every 64 levels, and at 16 and 235\n"
-                          "  FRAME_vectorscope.png  Cb to the right, Cr up, 2 pixels a level; boxes in\n"
-                          "                         their colours mark the 75% colour-bar targets (red,\n"
-                          "                         green, blue, cyan, magenta, yellow)\n"
-                          "It prints the device and each histogram's range and mean; --json prints the\n"
-                          "numbers instead, as an object with \"device\", \"width\", \"height\",\n"
-                          "\"histogram_luma\", \"histogram_r\", \"histogram_g\", \"histogram_b\" (256 counts\n"
-                          "each), \"vectorscope_peak\" and \"pictures\".\n"
-                          "\n"
-                          "Levels are 8-bit codes of BT.709 Y', Cb and Cr computed from the R, G and B\n"
-                          "components (16-bit frames are rounded to 8 bits first).\n"
-                          "Exit status: 0 on success; 1 when the kernels do not build or run; 2 for bad\n"
-                          "arguments or files, and when no OpenCL platform is present.\n";
-
 constexpr int kLevels = ScopesData::kLevels;
-
-int fail(const std::string& message) { return failWith("scopes", message); }
 
 // A tight RGBA8 picture to draw the scopes into.
 struct Canvas {
@@ -182,12 +156,6 @@ HistogramSummary summarise(const ScopesData::Histogram& h) {
     return s;
 }
 
-std::string jsonCounts(const ScopesData::Histogram& h) {
-    std::string out = "[";
-    for (size_t i = 0; i < h.size(); ++i) out += (i ? ", " : "") + std::to_string(h[i]);
-    return out + "]";
-}
-
 // The frame as a surface with host pixels (no GPU service needed).
 Surface surfaceOf(const HostImage& image) {
     Surface frame(uint32_t(image.getWidth()), uint32_t(image.getHeight()), Format::eRGBA,
@@ -199,32 +167,23 @@ Surface surfaceOf(const HostImage& image) {
 
 } // namespace
 
-int runScopes(const CommandArgs& args) {
-    const ParsedArgs parsed = parseArgs(args, {{"--in", true}, {"--out-dir", true}, {"--json", false}});
-    if (parsed.help) {
-        std::fputs(kHelp, stdout);
-        return 0;
-    }
-    if (!parsed.error.empty()) return usageError("scopes", parsed.error);
-    if (!parsed.positional.empty()) return usageError("scopes", "takes no positional arguments (give the frame with --in)");
-    if (!parsed.has("--in")) return usageError("scopes", "--in FRAME.png is required");
+int runScopes(const Invocation& call) {
+    const ParsedArgs& parsed = call.args;
+    const Reporter& report = call.report;
 
     const std::string inPath = parsed.value("--in");
     std::string error;
     const Ptr<HostImage> picture = PngFile::read(fromUTF8(inPath.c_str()), error);
-    if (!picture) return fail(error);
+    if (!picture) return report.bad(error);
     const Surface frame = surfaceOf(*picture);
-    if (frame.isEmpty()) return fail("cannot hold " + inPath + " as a frame");
+    if (frame.isEmpty()) return report.bad("cannot hold " + inPath + " as a frame");
 
     Qf::FxResources::Manager& manager = startManagerForLookup();
     if (!manager.getGPUComputeContext())
-        return fail("no OpenCL platform or device is present, so the scopes cannot be computed (install an OpenCL driver; "
-                    "pocl-opencl-icd runs kernels on the CPU)");
+        return report.bad("no OpenCL platform or device is present, so the scopes cannot be computed (install an OpenCL driver; "
+                          "pocl-opencl-icd runs kernels on the CPU)");
     ScopesData scopes;
-    if (!Scopes::compute(frame, scopes)) {
-        std::fprintf(stderr, "qffx scopes: the scopes of %s could not be computed\n", inPath.c_str());
-        return 1;
-    }
+    if (!Scopes::compute(frame, scopes)) return report.failed("the scopes of " + inPath + " could not be computed");
 
     // Every picture is made and encoded before the first is written.
     const std::string dir = parsed.value("--out-dir", ".");
@@ -238,10 +197,10 @@ int runScopes(const CommandArgs& args) {
     for (const auto& p : pictures) {
         std::vector<uint8_t> bytes;
         if (!p.image || !PngFile::encode(*p.image, bytes, error))
-            return fail(std::string("the ") + p.kind + " picture: " + error);
+            return report.bad(std::string("the ") + p.kind + " picture: " + error);
         files.emplace_back((std::filesystem::path(dir) / (stem + "_" + p.kind + ".png")).string(), std::move(bytes));
     }
-    if (!makeDirectories(fromUTF8(dir.c_str()))) return fail("cannot make the directory " + dir);
+    if (!makeDirectories(fromUTF8(dir.c_str()))) return report.bad("cannot make the directory " + dir);
     // Written beside their places first and renamed in only when all are
     // there, so a failure leaves the directory as it was.
     const std::string suffix = ".part" + std::to_string(getpid());
@@ -249,7 +208,7 @@ int runScopes(const CommandArgs& args) {
         if (!Files::writeWholeFile(fromUTF8((files[i].first + suffix).c_str()), files[i].second.data(), files[i].second.size(),
                                    error)) {
             for (size_t j = 0; j < i; ++j) std::remove((files[j].first + suffix).c_str());
-            return fail(error);
+            return report.bad(error);
         }
     for (const auto& file : files) std::rename((file.first + suffix).c_str(), file.first.c_str());
 
@@ -260,15 +219,19 @@ int runScopes(const CommandArgs& args) {
     const int peakCb = int(peakIndex % kLevels), peakCr = int(peakIndex / kLevels);
 
     if (parsed.has("--json")) {
-        std::printf("{\n  \"frame\": %s,\n  \"device\": %s,\n  \"width\": %d,\n  \"height\": %d,\n", jsonString(inPath).c_str(),
-                    jsonString(scopes.device.view()).c_str(), scopes.width, scopes.height);
-        std::printf("  \"histogram_luma\": %s,\n  \"histogram_r\": %s,\n  \"histogram_g\": %s,\n  \"histogram_b\": %s,\n",
-                    jsonCounts(scopes.luma).c_str(), jsonCounts(scopes.red).c_str(), jsonCounts(scopes.green).c_str(),
-                    jsonCounts(scopes.blue).c_str());
-        std::printf("  \"vectorscope_peak\": {\"cb\": %d, \"cr\": %d, \"count\": %u},\n", peakCb, peakCr, peakCount);
-        std::printf("  \"pictures\": {\"histogram\": %s, \"waveform\": %s, \"vectorscope\": %s}\n}\n",
-                    jsonString(files[0].first).c_str(), jsonString(files[1].first).c_str(), jsonString(files[2].first).c_str());
-        return 0;
+        const Json numbers = {
+            {"frame", inPath},
+            {"device", scopes.device.str()},
+            {"width", scopes.width},
+            {"height", scopes.height},
+            {"histogram_luma", scopes.luma},
+            {"histogram_r", scopes.red},
+            {"histogram_g", scopes.green},
+            {"histogram_b", scopes.blue},
+            {"vectorscope_peak", {{"cb", peakCb}, {"cr", peakCr}, {"count", peakCount}}},
+            {"pictures", {{"histogram", files[0].first}, {"waveform", files[1].first}, {"vectorscope", files[2].first}}}};
+        std::fputs(jsonText(numbers).c_str(), stdout);
+        return eExitSuccess;
     }
     std::printf("%s: %dx%d, scopes on %s\n", inPath.c_str(), scopes.width, scopes.height, scopes.device.c_str());
     const struct {
@@ -281,5 +244,5 @@ int runScopes(const CommandArgs& args) {
     }
     std::printf("  vectorscope peak at Cb %d, Cr %d (%u pixels)\n", peakCb, peakCr, peakCount);
     for (const auto& file : files) std::printf("  wrote %s\n", file.first.c_str());
-    return 0;
+    return eExitSuccess;
 }

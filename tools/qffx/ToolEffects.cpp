@@ -56,43 +56,17 @@ std::string resolveEffectPath(const std::string& effect, std::string& error) {
 
 } // namespace
 
-std::string jsonString(std::string_view text) {
-    std::string out = "\"";
-    for (const unsigned char c : text) {
-        switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\t': out += "\\t"; break;
-        default:
-            if (c < 0x20) {
-                char buf[8];
-                std::snprintf(buf, sizeof(buf), "\\u%04x", c);
-                out += buf;
-            } else {
-                out += char(c);
-            }
-        }
-    }
-    return out + "\"";
-}
-
-int failWith(const char* command, const std::string& message) {
-    std::fprintf(stderr, "qffx %s: %s\n", command, message.c_str());
-    return 2;
-}
-
-Ptr<ShaderEffectInfo> openEffect(const char* command, const std::string& effect, std::string* path) {
+Ptr<ShaderEffectInfo> openEffect(const Reporter& report, const std::string& effect, std::string* path) {
     std::string error;
     const std::string found = resolveEffectPath(effect, error);
     if (found.empty()) {
-        failWith(command, error);
+        report.bad(error);
         return {};
     }
     const LightweightString<wchar_t> widePath = fromUTF8(found.c_str());
     TextFile text;
     if (!text.load(widePath)) {
-        failWith(command, text.loadError());
+        report.bad(text.loadError());
         return {};
     }
     Ptr<ShaderEffectInfo> loaded = makePtr<ShaderEffectInfo>(text);
@@ -148,10 +122,10 @@ Qf::FxResources::Manager& startManagerForLookup() {
     return Qf::FxResources::Manager::instance();
 }
 
-iGPUService* startGPU(const char* command) {
+iGPUService* startGPU(const Reporter& report) {
     installServices();
     iGPUService* gpu = OS()->gpu();
-    if (!gpu) failWith(command, "no GPU service (EGL/OpenGL could not start)");
+    if (!gpu) report.bad("no GPU service (EGL/OpenGL could not start)");
     return gpu;
 }
 

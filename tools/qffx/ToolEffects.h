@@ -2,25 +2,21 @@
 // names, starting the GPU service, and reporting failures the same way.
 #pragma once
 
+#include "Reporter.h"
+
 #include "effects/ShaderEffectInfo.h"
 #include "host/OS.h"
 #include "host/Ptr.h"
 
 #include <string>
-#include <string_view>
 #include <vector>
-
-// `text` as a JSON string, quotes included (UTF-8 passes through).
-std::string jsonString(std::string_view text);
-
-// Prints "qffx COMMAND: MESSAGE" on standard error; returns exit status 2.
-int failWith(const char* command, const std::string& message);
 
 // EFFECT is a path to an .fx file, or the name of an effect that the effect
 // manager finds in the shaders or effect-templates directory (without regard
 // to case, ".fx" optional; the shaders directory's wins). Returns the effect,
-// not yet read, with `path` set; on failure prints why and returns null.
-Ptr<ShaderEffectInfo> openEffect(const char* command, const std::string& effect, std::string* path = nullptr);
+// not yet read, with `path` set; on failure reports why (exit status 2) and
+// returns null.
+Ptr<ShaderEffectInfo> openEffect(const Reporter& report, const std::string& effect, std::string* path = nullptr);
 
 // Prints each error of a read or compile of `effect` on standard error at the
 // effect file's own line, in the form compilers use so that editors can jump
@@ -42,9 +38,9 @@ void installServices();
 // compiles itself (the held task is dropped at exit).
 Qf::FxResources::Manager& startManagerForLookup();
 
-// Installs the Linux services and returns the GPU service; on failure prints
-// why and returns null.
-iGPUService* startGPU(const char* command);
+// Installs the Linux services and returns the GPU service; on failure reports
+// why (exit status 2) and returns null.
+iGPUService* startGPU(const Reporter& report);
 
 // Compiles a fresh copy of the effect file at `path` and prints its errors as
 // printEffectErrors does; false when it does not compile. The manager logs a

@@ -1,7 +1,6 @@
 // qffx watch: keeps the effect manager running and recompiles effect files
 // as they are saved, added or removed.
 #include "Commands.h"
-#include "Options.h"
 #include "ToolEffects.h"
 
 #include "host/BackgroundTasks.h"
@@ -26,17 +25,6 @@
 using Qf::FxResources::Manager;
 
 namespace {
-
-const char* const kHelp = "usage: qffx watch [--shaders DIR] [--templates DIR]\n"
-                          "\n"
-                          "Starts the effect manager, waits for its first compilation of every effect,\n"
-                          "then recompiles whenever an .fx file in the shaders or effect-templates\n"
-                          "directory is saved, added or removed, printing the library's lines\n"
-                          "(\"Recompiled PATH\", \"Failed to recompile PATH\" and its errors) on standard\n"
-                          "error; then each error of an effect that failed again at the file's own\n"
-                          "line ('FILE.fx:LINE: MESSAGE', the form editors jump to). Keep it open\n"
-                          "beside the editor while writing an effect. Ctrl-C\n"
-                          "(SIGINT) or SIGTERM shuts the manager down and ends with exit status 0.\n";
 
 // Changes that settle within this time are taken together (an editor's save
 // often renames and writes in several steps).
@@ -77,45 +65,39 @@ void printChangedFileErrors(const std::set<std::string>& changed) {
 
 } // namespace
 
-int runWatch(const CommandArgs& args) {
-    // Before any thread starts, so that every thread inherits the mask and
-    // the signals arrive only through the signalfd below.
+int runWatch(const Invocation& call) {
+    const Reporter& report = call.report;
+    // Before any thread starts (the dispatch starts none), so that every
+    // thread inherits the mask and the signals arrive only through the
+    // signalfd below.
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-    const ParsedArgs parsed = parseArgs(args, {});
-    if (parsed.help) {
-        std::fputs(kHelp, stdout);
-        return 0;
-    }
-    if (!parsed.error.empty()) return usageError("watch", parsed.error);
-    if (!parsed.positional.empty()) return usageError("watch", "takes no arguments");
-
     const int signalFd = signalfd(-1, &signals, SFD_CLOEXEC);
     const int watchFd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    if (signalFd < 0 || watchFd < 0) return failWith("watch", "cannot watch for changes: " + std::string(std::strerror(errno)));
+    if (signalFd < 0 || watchFd < 0) return report.bad("cannot watch for changes: " + std::string(std::strerror(errno)));
     const uint32_t mask = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_CREATE | IN_DELETE;
     std::map<int, std::string> watched;
     for (const LightweightString<wchar_t>& dir : {getShadersDir(), getFXTemplatesDirectory(iSettings::eFactory)}) {
         std::string path = toUTF8(dir).str();
         const int wd = inotify_add_watch(watchFd, path.c_str(), mask);
         if (wd < 0) {
-            std::fprintf(stderr, "qffx watch: not watching %s: %s\n", path.c_str(), std::strerror(errno));
+            report.say("not watching " + path + ": " + std::strerror(errno));
             continue;
         }
         if (!path.ends_with('/')) path += '/';
         watched[wd] = path;
     }
 
-    if (!startGPU("watch")) return 2;
+    if (!startGPU(report)) return eExitUsage;
     Manager& manager = Manager::instance();
     UIBackgroundTasksQueue::instance().waitUntilIdle();
     printFailedEffects(manager.getEffects());
-    std::fprintf(stderr, "qffx watch: watching %s and %s\n", toUTF8(getShadersDir()).c_str(),
-                 toUTF8(getFXTemplatesDirectory(iSettings::eFactory)).c_str());
+    report.say("watching " + toUTF8(getShadersDir()).str() + " and " +
+               toUTF8(getFXTemplatesDirectory(iSettings::eFactory)).str());
 
     pollfd fds[2] = {{signalFd, POLLIN, 0}, {watchFd, POLLIN, 0}};
     for (;;) {
@@ -135,6 +117,6 @@ int runWatch(const CommandArgs& args) {
     }
     close(watchFd);
     close(signalFd);
-    std::fputs("qffx watch: shutting down\n", stderr);
-    return 0;
+    report.say("shutting down");
+    return eExitSuccess;
 }
