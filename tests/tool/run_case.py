@@ -4,10 +4,12 @@ and the files beside it say what the run must give. See tests/tool/README.md.
 
 usage: run_case.py [--qffx PATH] [--source DIR] [--cases DIR] [--no-gpu] [--keep]
                    [--pending] [NAME|PATH.args ...]
+       run_case.py [--cases DIR] --lint
 
 With no NAME it runs every case except those listed in cases/PENDING (all of
 them with --pending). Exit status: 0 every case passed, 1 a case failed,
-2 a case is malformed or the arguments are wrong, 77 every case was skipped."""
+2 a case is malformed or the arguments are wrong, 77 every case was skipped.
+--lint runs nothing: it reads every case and says what is malformed."""
 import argparse
 import difflib
 import os
@@ -107,6 +109,18 @@ class Case:
     def optional(self, suffix):
         return read_text(self.path(suffix)) if os.path.exists(self.path(suffix)) else None
 
+    def pattern(self, stream, values):
+        """The compiled NAME.STREAM.re, placeholders filled in, or None."""
+        text = self.optional(f".{stream}.re")
+        if text is None:
+            return None
+        # The file's last newline ends the file, not the pattern.
+        text = substitute(text[:-1] if text.endswith("\n") else text, values, re.escape)
+        try:
+            return re.compile(text)
+        except re.error as e:
+            raise CaseError(f"{self.name}.{stream}.re: bad pattern: {e}")
+
     def expected_status(self):
         text = self.optional(".status")
         if text is None:
@@ -148,18 +162,11 @@ def check_stream(case, stream, got, values, failures):
             diff = difflib.unified_diff(with_line_ends(expected), with_line_ends(got),
                                         f"expected ({case.name}.{stream})", f"got ({stream})")
             failures.append(f"{stream} differs from {case.name}.{stream}:\n" + "".join("    " + d for d in diff))
-    pattern = case.optional(f".{stream}.re")
-    if pattern is not None:
-        # The file's last newline ends the file, not the pattern.
-        pattern = substitute(pattern[:-1] if pattern.endswith("\n") else pattern, values, re.escape)
-        try:
-            found = re.search(pattern, got)
-        except re.error as e:
-            raise CaseError(f"{case.name}.{stream}.re: bad pattern: {e}")
-        if not found:
-            failures.append(f"{stream} does not match {case.name}.{stream}.re\n"
-                            f"  pattern (searched, placeholders filled in):\n{shown(pattern, mark_last=False)}"
-                            f"  {stream}:\n{shown(got)}")
+    pattern = case.pattern(stream, values)
+    if pattern is not None and not pattern.search(got):
+        failures.append(f"{stream} does not match {case.name}.{stream}.re\n"
+                        f"  pattern (searched, placeholders filled in):\n{shown(pattern.pattern, mark_last=False)}"
+                        f"  {stream}:\n{shown(got)}")
 
 
 def check_forbidden(case, output, failures):
@@ -243,6 +250,27 @@ def run_case(case, options):
             shutil.rmtree(tmp, ignore_errors=True)
 
 
+def lint(cases_dir):
+    """The problems of a folder of cases: cases that do not read, patterns that
+    do not compile, files that belong to no case, pending names without a case."""
+    problems, names = [], sorted(f[:-5] for f in os.listdir(cases_dir) if f.endswith(".args"))
+    values = placeholders("/source", "/tmp")
+    for name in names:
+        try:
+            case = Case(cases_dir, name)
+            case.expected_status()
+            for stream in ("stdout", "stderr"):
+                case.pattern(stream, values)
+        except CaseError as e:
+            problems.append(str(e))
+    for entry in sorted(os.listdir(cases_dir)):
+        if entry != "PENDING" and not any(entry.startswith(name + ".") for name in names):
+            problems.append(f"{entry}: belongs to no case (no {entry.split('.')[0]}.args)")
+    for name in sorted(pending_cases(cases_dir) - set(names)):
+        problems.append(f"PENDING names {name}, which is not a case")
+    return problems
+
+
 def pending_cases(cases_dir):
     path = os.path.join(cases_dir, "PENDING")
     if not os.path.exists(path):
@@ -260,10 +288,16 @@ def main(argv):
     parser.add_argument("--no-gpu", action="store_true", help="skip the cases that need the GPU service")
     parser.add_argument("--keep", action="store_true", help="keep each case's {tmp} directory")
     parser.add_argument("--pending", action="store_true", help="with no NAME, run the pending cases too")
+    parser.add_argument("--lint", action="store_true", help="read every case and report the malformed ones")
     parser.add_argument("names", nargs="*", metavar="NAME", help="case names, or paths to NAME.args")
     options = parser.parse_args(argv)
     options.qffx, options.source = os.path.abspath(options.qffx), os.path.abspath(options.source)
 
+    if options.lint:
+        problems = lint(options.cases)
+        for problem in problems:
+            print("ERROR", problem)
+        return 2 if problems else 0
     names = options.names
     if not names:
         skip = set() if options.pending else pending_cases(options.cases)

@@ -164,6 +164,24 @@ class RunCaseTest(unittest.TestCase):
         self.assertNotIn("later", output)
         self.assertEqual(self.run_cases(extra=["--pending"])[0], 1)
 
+    def test_lint_finds_what_no_single_run_would(self):
+        self.case("fine", {"args": "exit 0\n"})
+        self.case("bad", {"args": "say 'unclosed\n"})
+        self.case("orphan", {"stdout": "left behind when orphan.args was renamed\n"})
+        self.case("pattern", {"args": "exit 0\n", "stderr.re": "(unbalanced"})
+        with open(os.path.join(self.cases, "PENDING"), "w") as f:
+            f.write("fine\ngone\n")
+        status, output = self.run_cases(extra=["--lint"])
+        self.assertEqual(status, 2, output)
+        for message in ("bad.args:1: No closing quotation", "orphan.stdout: belongs to no case",
+                        "pattern.stderr.re: bad pattern", "PENDING names gone"):
+            self.assertIn(message, output)
+        self.assertNotIn("fine:", output)
+
+    def test_the_tools_cases_are_well_formed(self):
+        result = subprocess.run([sys.executable, RUNNER, "--lint"], capture_output=True, text=True)
+        self.assertEqual(result.returncode, 0, result.stdout)
+
 
 if __name__ == "__main__":
     unittest.main()
