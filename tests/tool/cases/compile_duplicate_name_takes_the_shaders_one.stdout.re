@@ -1,0 +1,1 @@
+\Acompiled {data}/manager/shaders/Blur\.fx

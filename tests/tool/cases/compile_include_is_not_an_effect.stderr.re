@@ -1,0 +1,1 @@
+no effect named '_common'

@@ -1,0 +1,2 @@
+\Acompiled {data}/manager/templates/Extra\.fx
+  float +Lift

@@ -1,0 +1,1 @@
+{data}/broken\.fx:7: error: [^\n]*undefinedThing[^\n]*undeclared

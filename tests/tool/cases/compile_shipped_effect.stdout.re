@@ -1,0 +1,2 @@
+\Acompiled {shaders}/GaussianBlur\.fx
+  float +Radius

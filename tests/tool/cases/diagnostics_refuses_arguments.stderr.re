@@ -1,0 +1,1 @@
+\Aqffx diagnostics: takes no arguments

@@ -1,0 +1,1 @@
+QfFxResources::Manager : [0-9]+ pixel shaders loaded

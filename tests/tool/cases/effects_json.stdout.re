@@ -1,0 +1,5 @@
+(?s)\A\[
+  \{"name": "Blur", "path": "{data}/manager/shaders/Blur\.fx", "category": "Blurs", "subcategory": "Box", "registered": true\},
+.*"registered": false\}.*
+\]
+\Z

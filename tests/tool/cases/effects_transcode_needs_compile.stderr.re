@@ -1,0 +1,1 @@
+\Aqffx effects: --transcode goes with --compile

@@ -1,0 +1,1 @@
+\Aqffx generate: /nonexistent/effect\.fx: cannot open file

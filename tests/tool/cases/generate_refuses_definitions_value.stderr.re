@@ -1,0 +1,1 @@
+\Aqffx generate: --definitions takes no value

@@ -1,0 +1,1 @@
+\Aqffx generate: --shaders: '/nonexistent' is not a directory

@@ -1,0 +1,1 @@
+\Aqffx generate: unknown target 'fancy'

@@ -1,0 +1,1 @@
+\Ausage: qffx <command>

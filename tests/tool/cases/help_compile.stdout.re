@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx compile (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

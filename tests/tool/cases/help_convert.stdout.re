@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx convert (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

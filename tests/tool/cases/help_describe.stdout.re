@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx describe (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx diagnostics (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

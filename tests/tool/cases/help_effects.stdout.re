@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx effects (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx generate (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

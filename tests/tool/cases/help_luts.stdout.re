@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx luts (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

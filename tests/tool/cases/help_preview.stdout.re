@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx preview (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

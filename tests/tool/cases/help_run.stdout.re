@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx run (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

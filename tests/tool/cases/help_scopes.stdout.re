@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx scopes (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx text (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

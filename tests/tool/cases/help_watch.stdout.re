@@ -1,0 +1,1 @@
+(?s)\Ausage: qffx watch (?=.*--shaders DIR)(?=.*--templates DIR)(?=.*--verbose)(?=.*--help)

@@ -1,0 +1,1 @@
+Manager::compile\(\) : [0-9.]+ ms

@@ -1,0 +1,1 @@
+no parameter 'Nope' \(parameters: Amount, TintColour\)

@@ -1,0 +1,1 @@
+Font "No Such Family" not found; using "

@@ -1,0 +1,1 @@
+\Aqffx text: --colour [^\n]*'2,0,0,1'

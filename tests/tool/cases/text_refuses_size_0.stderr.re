@@ -1,0 +1,1 @@
+\Aqffx text: --size [^\n]*'0'

@@ -1,0 +1,1 @@
+\Aqffx text: --colour [^\n]*'1,0,0'

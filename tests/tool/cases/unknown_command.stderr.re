@@ -1,0 +1,1 @@
+\Aqffx: unknown command 'frobnicate'

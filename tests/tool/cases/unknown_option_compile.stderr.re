@@ -1,0 +1,1 @@
+\Aqffx compile: [^\n]*--frobnicate

@@ -1,0 +1,1 @@
+\Aqffx convert: [^\n]*--frobnicate

@@ -1,0 +1,1 @@
+\Aqffx describe: [^\n]*--frobnicate

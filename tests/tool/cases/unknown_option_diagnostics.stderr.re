@@ -1,0 +1,1 @@
+\Aqffx diagnostics: [^\n]*--frobnicate

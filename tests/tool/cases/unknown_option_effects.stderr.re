@@ -1,0 +1,1 @@
+\Aqffx effects: [^\n]*--frobnicate

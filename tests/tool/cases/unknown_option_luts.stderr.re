@@ -1,0 +1,1 @@
+\Aqffx luts: [^\n]*--frobnicate

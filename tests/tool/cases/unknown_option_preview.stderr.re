@@ -1,0 +1,1 @@
+\Aqffx preview: [^\n]*--frobnicate

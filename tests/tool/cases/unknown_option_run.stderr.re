@@ -1,0 +1,1 @@
+\Aqffx run: [^\n]*--frobnicate

@@ -1,0 +1,1 @@
+\Aqffx scopes: [^\n]*--frobnicate

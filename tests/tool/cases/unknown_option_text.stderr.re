@@ -1,0 +1,1 @@
+\Aqffx text: [^\n]*--frobnicate

@@ -1,0 +1,1 @@
+\Aqffx watch: [^\n]*--frobnicate
