@@ -67,7 +67,7 @@ int runText(const CommandArgs& args) {
     if (!gpu) return 2;
     const FontDefinition definition(fromUTF8(parsed.value("--font", "DejaVu Sans").c_str()), size[0], style);
     const Ptr<GPUFontCache::Result> handle = GPUFontCache::instance().getFont(definition);
-    if (!handle) {
+    if (!handle || !handle->getValue()) {
         std::fprintf(stderr, "qffx text: no font could be made for '%s'\n", parsed.value("--font", "DejaVu Sans").c_str());
         return 1;
     }
