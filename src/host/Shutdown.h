@@ -12,7 +12,10 @@
 // any atexit handler, so the callbacks run while every driver and library is
 // still whole (a GL driver loaded later registers its own exit handlers, which
 // would otherwise run first). A first addCallback on another thread arms an
-// atexit handler instead, which runs before whatever was registered earlier.
+// atexit handler instead, which runs before whatever was registered earlier
+// but after the exit handlers and static objects made later (a driver loaded
+// since, a singleton made since): a weaker guarantee, so a host starts the
+// library from its main thread, or runs the callbacks itself.
 // Callbacks run once: a second runCallbacks, or the guard after an explicit
 // run, finds nothing left. _exit, quick_exit and fatal signals run nothing.
 #pragma once
