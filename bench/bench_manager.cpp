@@ -4,11 +4,15 @@
 //  - the background compilation of the shipped effects (shaders and
 //    templates directories), beside the sum of their bare compiles;
 //  - the latency of an on-demand compile while the background task is busy,
-//    beside a bare compile of the same effect.
-// Mesa's on-disk shader cache is switched off for the process, so every
-// compile is a real one. Times are wall-clock.
+//    beside a bare compile of the same effect;
+//  - the latency of a look-up (findEffect) while another thread builds a
+//    kernel file through the manager (which holds the shader-usage lock for
+//    the whole build), beside the build's own time.
+// Mesa's on-disk shader cache and PoCL's kernel cache are switched off for the
+// process, so every compile and build is a real one. Times are wall-clock.
 #include "effects/ShaderEffectInfo.h"
 #include "host/BackgroundTasks.h"
+#include "host/EditorPreferences.h"
 #include "host/Log.h"
 #include "host/Paths.h"
 #include "host/Shutdown.h"
@@ -18,6 +22,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -153,6 +158,50 @@ void BM_OnDemandCompileWhileBackgroundBusy(benchmark::State& state) {
     }
 }
 
+// The shipped shaders directory (the kernel files live there); its effects
+// are registered but not compiled (the queue is paused).
+Manager& managerForKernels() {
+    installOS(&LinuxServices::instance());
+    useDirectories(QFFX_SHADERS_SOURCE_DIR, QFFX_TEMPLATES_SOURCE_DIR);
+    UIBackgroundTasksQueue::instance().setPaused(true);
+    return Manager::instance();
+}
+
+const wchar_t* const kKernelFile = L"Scopes.cl";
+
+void BM_KernelFileBuild(benchmark::State& state) {
+    Manager& m = managerForKernels();
+    if (!m.getGPUComputeContext()) return state.SkipWithError("no OpenCL device");
+    for (auto _ : state) benchmark::DoNotOptimize(m.getGPUProgram(kKernelFile, true).get());
+}
+
+// Each iteration starts a rebuild on another thread, waits until the build is
+// under way (the scopes preference is false during a build), then times one
+// findEffect. The counter says whether the build was still running when the
+// look-up returned (1 every time, or the figure means nothing).
+void BM_FindEffectWhileAKernelFileBuilds(benchmark::State& state) {
+    Manager& m = managerForKernels();
+    if (!m.getGPUComputeContext()) return state.SkipWithError("no OpenCL device");
+    const LightweightString<char> name("cc3");
+    double overlapped = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        std::atomic<bool> built{false};
+        std::thread builder([&] {
+            m.getGPUProgram(kKernelFile, true);
+            built = true;
+        });
+        while (prefs().getPreference("HardwareAdvancedScopesEnabled", true)) std::this_thread::yield();
+        state.ResumeTiming();
+        benchmark::DoNotOptimize(m.findEffect(name, false).get());
+        state.PauseTiming();
+        overlapped += built.load() ? 0 : 1;
+        builder.join();
+        state.ResumeTiming();
+    }
+    state.counters["during build"] = benchmark::Counter(overlapped, benchmark::Counter::kAvgIterations);
+}
+
 } // namespace
 
 BENCHMARK(BM_ListDirectoryAlone)->Unit(benchmark::kMillisecond);
@@ -161,9 +210,12 @@ BENCHMARK(BM_BareCompilesOfShippedEffects)->Unit(benchmark::kMillisecond)->Itera
 BENCHMARK(BM_BackgroundCompilationOfShippedEffects)->Unit(benchmark::kMillisecond)->Iterations(5);
 BENCHMARK(BM_BareCompileOfOneEffect)->Unit(benchmark::kMillisecond)->Iterations(10);
 BENCHMARK(BM_OnDemandCompileWhileBackgroundBusy)->Unit(benchmark::kMillisecond)->Iterations(10);
+BENCHMARK(BM_KernelFileBuild)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BM_FindEffectWhileAKernelFileBuilds)->Unit(benchmark::kMicrosecond)->Iterations(10);
 
 int main(int argc, char** argv) {
     setenv("MESA_SHADER_CACHE_DISABLE", "true", 1);
+    setenv("POCL_KERNEL_CACHE", "0", 1);
     setLogSink([](std::string_view) {}); // the library's lines are not part of the figures
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();

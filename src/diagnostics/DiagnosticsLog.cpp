@@ -26,7 +26,7 @@ void DiagnosticsLog::write(const LightweightString<wchar_t>& text, int level) {
         m_preamble.push_back(line);
     } else if (level == m_titleLevel || !m_testOpen) {
         // A title opens a test; a message before any title gets an untitled one.
-        m_tests.push_back({level == m_titleLevel ? line : std::string(), {}, {}});
+        m_tests.push_back({level == m_titleLevel ? line : std::string(), {}});
         m_testOpen = true;
         emit("");
         if (level != m_titleLevel) m_tests.back().messages.push_back({line, level});
@@ -46,22 +46,8 @@ void DiagnosticsLog::endTests() {
     m_testOpen = false;
 }
 
-void DiagnosticsLog::endTest() {
-    if (m_testOpen)
-        for (const auto& [name, value] : m_tests.back().measurements) emit(renderMeasurement(name, value));
-    m_testOpen = false;
-}
-
-void DiagnosticsLog::measurement(const char* name, double value) {
-    if (m_testOpen && name) m_tests.back().measurements.emplace_back(name, value);
-}
+void DiagnosticsLog::endTest() { m_testOpen = false; }
 
 bool DiagnosticsLog::anyFailed() const {
     return std::any_of(m_tests.begin(), m_tests.end(), [](const Test& t) { return t.failed(); });
-}
-
-std::string DiagnosticsLog::renderMeasurement(const std::string& name, double value) {
-    const std::string number = toUTF8(Qf::WStringFromFloat(value, 2, true)).str();
-    if (name == "gpuMsPerPass") return "GPU time per pass: " + number + " ms";
-    return name + ": " + number;
 }

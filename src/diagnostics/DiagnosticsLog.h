@@ -3,8 +3,7 @@
 // renders it as readable text lines as they come.
 //
 // Rendering: every message is one line with its text unchanged; a blank line
-// comes before each test's title; a measurement is rendered after the
-// messages it belongs to ("gpuMsPerPass" as "GPU time per pass: 8.21 ms").
+// comes before each test's title.
 // Lines are UTF-8 without line breaks, handed to the line sink (if any) as
 // soon as they are known, so that a long run shows its progress.
 // Threads: one run writes to it at a time.
@@ -14,7 +13,6 @@
 
 #include <functional>
 #include <string>
-#include <utility>
 #include <vector>
 
 class DiagnosticsLog final : public LoggerBase {
@@ -26,7 +24,6 @@ public:
     struct Test {
         std::string title;
         std::vector<Message> messages; // after the title
-        std::vector<std::pair<std::string, double>> measurements;
         bool failed() const;
         // The figure of a result line "N.NNfps"; false when the test wrote none.
         bool fps(double& value) const;
@@ -38,13 +35,10 @@ public:
     void beginTests(int level) override;
     void endTests() override;
     void endTest() override;
-    void measurement(const char* name, double value) override;
 
     const std::vector<std::string>& preamble() const { return m_preamble; }
     const std::vector<Test>& tests() const { return m_tests; }
     bool anyFailed() const;
-    // The line a measurement renders as.
-    static std::string renderMeasurement(const std::string& name, double value);
 
 private:
     void emit(const std::string& line) {

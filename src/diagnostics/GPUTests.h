@@ -10,18 +10,24 @@
 // the iteration that crosses that limit is not counted. A failure writes one
 // level-4 line ("Failed to create test image", "Failed to create test
 // images", "Failed to load shader", "Failed") and ends that test; the next
-// test still runs. Besides the messages, the shader test reports the GPU's
-// own time per pass (timer queries) as the measurement "gpuMsPerPass" where
-// the GPU service can time.
+// test still runs. The shader test renders 2000 times whatever the draws
+// answer and always writes its figure. The caller's log sees exactly four
+// operations: write, beginTests, endTests and endTest.
 //
 // Each step waits for the GPU (iGPUService::finish) before the clock is read,
 // so the figures count the work done rather than the work queued. The whole
 // run is bracketed by SystemWatchdog life support. Stateless; one run at a
 // time per process is expected (the loops keep the GPU busy).
+//
+// measureGPUMillisecondsPerPass is not part of the run: the GPU's own time
+// for one "cc3" pass (timer queries), which a caller may measure after
+// runAllTests has returned and report beside it.
 #pragma once
 
 #include "host/LoggerBase.h"
 #include "host/XY.h"
+
+#include <optional>
 
 class GPUTests {
 public:
@@ -29,6 +35,10 @@ public:
     static constexpr double kTimeLimitMs = 5000;
 
     static void runAllTests(LoggerBase& log);
+    // The mean GPU time of `passes` renders of "cc3" over the test frame, in
+    // milliseconds; nothing when the GPU service cannot time, "cc3" is
+    // missing, an image cannot be made or a draw fails.
+    static std::optional<double> measureGPUMillisecondsPerPass(int passes = 100);
     static XY<int> testImageSize() { return {1920, 1080}; }
     static void combinedTestWithReadBack(LoggerBase& log) { combinedTest(log, true); }
     static void combinedTestWithoutReadback(LoggerBase& log) { combinedTest(log, false); }

@@ -47,9 +47,16 @@ ShaderEffectInfo::ShaderEffectInfo(const Ptr<iShaderEffect>& compiled, const Lig
 ShaderEffectInfo::ShaderEffectInfo(const TextFile& text) { m_state.source = text; }
 
 // Copies and moves take the state whole: not the lock, the reference count or
-// a read in progress.
+// a read in progress. A copy reads its source under the source's lock, and an
+// assignment writes under the target's, so an effect that others hold is
+// never seen half-written (a recompiled file replaces its effect in place).
+ShaderEffectInfo::State ShaderEffectInfo::lockedState(const ShaderEffectInfo& o) {
+    CriticalSectionLock hold(o.m_lock);
+    return o.m_state;
+}
+
 ShaderEffectInfo::ShaderEffectInfo(const ShaderEffectInfo& o)
-    : Qf::InternalRefCount(), iVirtual(), iObject(), m_state(o.m_state) {}
+    : Qf::InternalRefCount(), iVirtual(), iObject(), m_state(lockedState(o)) {}
 
 ShaderEffectInfo::ShaderEffectInfo(ShaderEffectInfo&& o) noexcept
     : Qf::InternalRefCount(), iVirtual(), iObject(), m_state(std::move(o.m_state)) {}
@@ -116,6 +123,16 @@ ShaderSourceMap ShaderEffectInfo::getSourceMap() const {
         map.lines = m_state.compiledLineSources;
     }
     return map;
+}
+
+bool ShaderEffectInfo::hasFilePath() const {
+    CriticalSectionLock hold(m_lock);
+    return !m_state.fullPath.empty();
+}
+
+ShaderEffectInfo::FileIdentity ShaderEffectInfo::getFileIdentity() const {
+    CriticalSectionLock hold(m_lock);
+    return {m_state.fullPath, m_state.fileTime};
 }
 
 Ptr<iShaderEffect> ShaderEffectInfo::getCompiledShader() const {

@@ -6,11 +6,13 @@
 // exists. Shared as Ptr<ShaderEffectInfo>.
 //
 // Locking: `lock` serialises compile() of one effect; a second caller waits
-// and then gets the stored shader. Assignment holds the target's lock, so an
-// effect replaced in place (a recompiled file) is never seen half-written by
-// getShader(). Reading (preProcess) happens inside the
-// first compile. Accessors are not locked: callers read the model once the
-// effect is compiled, or own the object alone.
+// and then gets the stored shader. Assignment holds the target's lock and a
+// copy its source's, so an effect replaced in place (a recompiled file) is
+// never seen half-written by getShader(). Reading (preProcess) happens inside
+// the first compile. Accessors are not locked: callers read the model once
+// the effect is compiled, or own the object alone, and do not keep the
+// references that getParams, getInputs and getTechniques return across an
+// assignment (the manager's recompileAll assigns in place).
 #pragma once
 
 #include "codegen/iShaderCodeGenerator.h"
@@ -95,6 +97,15 @@ public:
     // Where each line of the read text came from (see ShaderSourceMap).
     ShaderSourceMap getSourceMap() const;
     const LightweightString<wchar_t>& getFullPath() const { return m_state.fullPath; }
+    // Whether the effect comes from a file (run-time effects have no path);
+    // read under the lock, so that it is safe beside an assignment in place.
+    bool hasFilePath() const;
+    // The path and the modification stamp, copied together under the lock.
+    struct FileIdentity {
+        LightweightString<wchar_t> path;
+        uint64_t time = 0;
+    };
+    FileIdentity getFileIdentity() const;
     uint64_t getFileTime() const { return m_state.fileTime; }
     const TextFile& getSource() const { return m_state.source; }
     void setFileName(const LightweightString<wchar_t>& path) { m_state.fullPath = path; }
@@ -200,6 +211,8 @@ private:
         // empty; this keeps a retry from reading (and adding its inputs) twice.
         bool sourceRead = false;
     };
+
+    static State lockedState(const ShaderEffectInfo& other);
 
     State m_state;
     // Not copied: each object has its own.

@@ -24,8 +24,10 @@ public:
 
     static GPUFontCache& instance();
 
-    // A handle to the font (getValue()), made on first request; null when
-    // there is no GPU service or it cannot make the font.
+    // A handle to the font (getValue()), made on first request. A font that
+    // could not be made (no GPU service, a size no int holds, createFont
+    // failed) is cached too: the handle's value is then null, and later
+    // requests get that entry without trying again until it is evicted or cleared.
     Ptr<Result> getFont(const FontDefinition& definition) const;
     // Drops every entry (shut-down).
     void clear();

@@ -1,5 +1,7 @@
 #include "BackgroundTasks.h"
 
+#include "Shutdown.h"
+
 // --- BackgroundTaskBase ---
 
 BackgroundTaskBase::BackgroundTaskBase(int importance) : m_importance(importance) {}
@@ -102,7 +104,9 @@ iBackgroundTask::eStatus BackgroundTaskQueueBase::getCurrentTaskStatus() const {
     Ptr<iBackgroundTask> current;
     {
         std::lock_guard<std::mutex> hold(m_mutex);
-        if (m_paused) return iBackgroundTask::ePaused;
+        // A pause ends for running tasks once the process is exiting, so that
+        // nothing waiting on it can hold up the exit.
+        if (m_paused && !Shutdown::isExiting()) return iBackgroundTask::ePaused;
         current = m_current;
     }
     return current ? current->getStatus() : iBackgroundTask::eFinished;

@@ -5,7 +5,9 @@
 // calls execute(), which runs the task's body run() between the status
 // changes eQueued -> eRunning -> eFinished. Pausing the queue stops it from
 // starting further tasks and makes getCurrentTaskStatus() report ePaused (2),
-// which a running task may poll to hold its work. UIBackgroundTasksQueue is
+// which a running task may poll to hold its work, until the process is
+// exiting (Shutdown::isExiting): from then on the pause is no longer
+// reported, so a task that waits on it ends. UIBackgroundTasksQueue is
 // the process's queue for work that the user interface waits on.
 #pragma once
 
@@ -98,7 +100,8 @@ public:
 
     // Queues a task; with `wait`, returns once it has run.
     void queue(const Ptr<iBackgroundTask>& task, bool wait);
-    // The running task's status; ePaused while the queue is paused; eFinished when idle.
+    // The running task's status; ePaused while the queue is paused and the
+    // process is not exiting; eFinished when idle.
     iBackgroundTask::eStatus getCurrentTaskStatus() const;
     void setPaused(bool paused);
     bool isPaused() const;

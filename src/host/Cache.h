@@ -12,7 +12,9 @@
 // whose use count is not above 0 is removed (one at most; none when all are
 // in use, and the table grows). Values are made outside the lock, so a slow
 // make does not hold up look-ups; when two threads make the same key at once,
-// the first to insert wins and the other's value is dropped.
+// the first to insert wins and the other's value is dropped. A null value
+// (a make that failed) is kept like any other: the key is not made again
+// while its entry stays.
 //
 // Ownership: the table lives as long as the cache or its last handle, so a
 // handle may outlive both clear() and the cache. Threads: every operation
@@ -66,8 +68,8 @@ public:
     };
 
     // A handle to the entry of `key`; when there is none, `make()` makes the
-    // value (outside the lock) and it is added. Null when `make` gives a null
-    // value: failures are not cached, so a later call tries again.
+    // value (outside the lock) and it is added with use count 1, a null value
+    // too (the handle then holds null).
     template <typename Make>
     Ptr<Result> get(const Key& key, Make&& make) const {
         {
@@ -75,7 +77,6 @@ public:
             if (Ptr<Result> found = useLocked(key)) return found;
         }
         Value value = make();
-        if (!value) return nullptr;
         CriticalSectionLock hold(m_table->lock);
         if (Ptr<Result> found = useLocked(key)) return found; // made meanwhile on another thread
         if (m_table->entries.size() >= kMaxEntries) evictOneLocked();

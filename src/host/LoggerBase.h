@@ -1,6 +1,7 @@
 // LoggerBase: the log that a caller hands to a report-writing operation (the
 // GPU diagnostics). It receives wide message lines, each with a level, and
-// marks where the tests begin and end and where each test ends.
+// marks where the tests begin and end and where each test ends: four
+// operations, nothing else.
 //
 // Levels: 5 a test's title, 4 a failure, 0 a result or a preamble line.
 #pragma once
@@ -19,11 +20,4 @@ public:
     virtual void endTests() = 0;
     // The current test has written its last message.
     virtual void endTest() = 0;
-    // A figure measured by the current test beside its messages, with the
-    // unit in its name ("gpuMsPerPass"); loggers that have no place for
-    // figures ignore it.
-    virtual void measurement(const char* name, double value) {
-        (void)name;
-        (void)value;
-    }
 };

@@ -13,8 +13,16 @@ struct Registration {
     ResourceShutdown::Action action;
 };
 
-std::mutex g_mutex;
-std::vector<Registration> g_registrations; // kept sorted by order, stable
+// Function-local: singletons register from their own static initialisers,
+// which may run before this file's.
+std::mutex& registrationMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+std::vector<Registration>& registrations() { // kept sorted by order, stable
+    static std::vector<Registration> list;
+    return list;
+}
 
 } // namespace
 
@@ -22,24 +30,24 @@ namespace ResourceShutdown {
 
 void add(const char* key, int order, Action action) {
     if (!key || !action) return;
-    std::lock_guard<std::mutex> hold(g_mutex);
-    std::erase_if(g_registrations, [&](const Registration& r) { return r.key == key; });
-    const auto at = std::upper_bound(g_registrations.begin(), g_registrations.end(), order,
+    std::lock_guard<std::mutex> hold(registrationMutex());
+    std::erase_if(registrations(), [&](const Registration& r) { return r.key == key; });
+    const auto at = std::upper_bound(registrations().begin(), registrations().end(), order,
                                      [](int o, const Registration& r) { return o < r.order; });
-    g_registrations.insert(at, {key, order, std::move(action)});
+    registrations().insert(at, {key, order, std::move(action)});
 }
 
 void remove(const char* key) {
     if (!key) return;
-    std::lock_guard<std::mutex> hold(g_mutex);
-    std::erase_if(g_registrations, [&](const Registration& r) { return r.key == key; });
+    std::lock_guard<std::mutex> hold(registrationMutex());
+    std::erase_if(registrations(), [&](const Registration& r) { return r.key == key; });
 }
 
 void runAll(bool managerExisted) {
     std::vector<Registration> copy;
     {
-        std::lock_guard<std::mutex> hold(g_mutex);
-        copy = g_registrations;
+        std::lock_guard<std::mutex> hold(registrationMutex());
+        copy = registrations();
     }
     for (const Registration& r : copy) r.action(managerExisted);
 }

@@ -3,7 +3,8 @@
 //
 // The manager sits below the LUT manager and the font cache, so it cannot call
 // them; they register here instead (with a key, so that registering twice
-// replaces) and the manager's exit callback runs the registrations after it
+// replaces; the LUT manager when the library loads, the font cache on first
+// use) and the manager's exit callback runs the registrations after it
 // has finalised and destroyed itself: the font cache is cleared, then the LUT
 // manager shuts down last. Each action is told whether a manager existed (the
 // font cache is only cleared then; the LUT manager shuts down in every case).

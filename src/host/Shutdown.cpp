@@ -2,8 +2,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <mutex>
+#include <thread>
 #include <vector>
+
+#if defined(__linux__)
+#include <unistd.h>
+#endif
 
 namespace {
 
@@ -15,6 +21,36 @@ struct Entry {
 std::mutex g_mutex;
 std::vector<Entry> g_callbacks;
 std::atomic<bool> g_exiting{false};
+std::atomic<bool> g_atexitArmed{false};
+
+#if defined(__linux__)
+bool onMainThread() { return gettid() == getpid(); }
+#else
+// The thread that loaded the library (static initialisation runs there),
+// where the main thread cannot be asked for directly.
+const std::thread::id g_loadingThread = std::this_thread::get_id();
+bool onMainThread() { return std::this_thread::get_id() == g_loadingThread; }
+#endif
+
+void runAtExit() { Shutdown::runCallbacks(Shutdown::eNormalExit); }
+
+// Lives in the main thread's thread-local storage: destroyed when main
+// returns or exit() is called there, before static destructors and atexit handlers.
+struct ExitGuard {
+    bool armed = false;
+    ~ExitGuard() {
+        if (armed) runAtExit();
+    }
+};
+thread_local ExitGuard t_exitGuard;
+
+void armExitHandler() {
+    if (onMainThread()) {
+        t_exitGuard.armed = true;
+    } else if (!g_atexitArmed.exchange(true)) {
+        std::atexit(runAtExit);
+    }
+}
 
 } // namespace
 
@@ -22,6 +58,7 @@ namespace Shutdown {
 
 void addCallback(Callback callback, unsigned priority) {
     if (!callback) return;
+    armExitHandler();
     std::lock_guard<std::mutex> hold(g_mutex);
     g_callbacks.push_back({priority, std::move(callback)});
 }

@@ -28,13 +28,17 @@ LightweightString<wchar_t> numberedName(const LightweightString<wchar_t>& path, 
 
 } // namespace
 
+// The effect manager's shut-down ends with the LUT manager's in every case,
+// whether or not the process has used LUTs: registered when the library loads.
+struct LUTManagerShutdownRegistration {
+    LUTManagerShutdownRegistration() {
+        ResourceShutdown::add("LUTManager", ResourceShutdown::kLUTManagerOrder, [](bool) { LUTManager::shutdown(); });
+    }
+};
+static const LUTManagerShutdownRegistration g_shutdownRegistration;
+
 LUTManager& LUTManager::instance() {
     static LUTManager manager;
-    // The effect manager's shut-down ends with the LUT manager's; registered
-    // once, when the process first uses LUTs.
-    static const bool registered =
-        (ResourceShutdown::add("LUTManager", ResourceShutdown::kLUTManagerOrder, [](bool) { LUTManager::shutdown(); }), true);
-    (void)registered;
     return manager;
 }
 
@@ -124,6 +128,8 @@ Ptr<iGPUImage> LUTManager::createImage3D(const Ptr<HostImage3D>& host) {
 
 LUTManager::CacheEntry& LUTManager::insert(const Wide& id, CacheEntry entry) {
     if (const auto it = m_lutCache.find(id); it != m_lutCache.end()) {
+        // Made meanwhile on another thread: it is kept, completed with what this one made.
+        if (!it->second.host) it->second.host = entry.host;
         if (!it->second.gpu) it->second.gpu = entry.gpu;
         return it->second;
     }
@@ -132,6 +138,8 @@ LUTManager::CacheEntry& LUTManager::insert(const Wide& id, CacheEntry entry) {
     return m_lutCache.emplace(id, std::move(entry)).first->second;
 }
 
+// An identifier that names no LUT, or a file that does not read, is cached
+// too, as an entry without images: it gives nothing until the cache is emptied.
 LUTManager::LoadedLUT LUTManager::loadWithMapping(const Wide& id) {
     {
         CriticalSectionLock hold(m_lutLock);
@@ -143,11 +151,10 @@ LUTManager::LoadedLUT LUTManager::loadWithMapping(const Wide& id) {
     }
     const Ptr<iLUT> lut = getLUTByID(id);
     const Ptr<HostImage3D> host = lut ? lut->load() : nullptr;
-    if (!host) return {};
     CacheEntry made{host, createImage3D(host)};
     CriticalSectionLock hold(m_lutLock);
     const CacheEntry& entry = insert(id, std::move(made));
-    return {entry.gpu, entry.host->getLUTMapping()};
+    return {entry.gpu, entry.host ? entry.host->getLUTMapping() : LUTMapping()};
 }
 
 Ptr<iGPUImage> LUTManager::load(const Wide& id) { return loadWithMapping(id).image; }
@@ -159,7 +166,6 @@ void LUTManager::preLoad(const Wide& id) {
     }
     const Ptr<iLUT> lut = getLUTByID(id);
     const Ptr<HostImage3D> host = lut ? lut->load() : nullptr;
-    if (!host) return;
     CriticalSectionLock hold(m_lutLock);
     insert(id, CacheEntry{host, nullptr});
 }

@@ -16,7 +16,10 @@
 // that the files exist nor load them.
 //
 // Ownership and threads: one instance per process through instance(), made
-// on first use and kept until exit (tests may make their own). `m_lutLock`
+// on first use and kept until exit (tests may make their own). The effect
+// manager's shut-down ends with shutdown() in every case (a ResourceShutdown
+// registration made when the library loads), which makes the instance if
+// nothing had. `m_lutLock`
 // guards the cache; it is released while files are read and GPU images made,
 // so two threads may load the same LUT at once (the first to finish is kept).
 // `m_catalogueLock` guards the catalogue while it is rebuilt or searched;
@@ -111,15 +114,16 @@ private:
     void addLUTs(iSettings::eType type, std::vector<Ptr<iLUT>>& into) const;
     bool isSupportedFormat(const Wide& path) const;
     // Inserts under m_lutLock (held by the caller), emptying a full cache
-    // first; an entry that another thread inserted meanwhile is kept.
-    CacheEntry& insert(const Wide& id, CacheEntry entry);
+    // first; an entry that another thread inserted meanwhile is kept (and
+    // given the images it lacks).
+    CacheEntry& insert(const Wide& id, CacheEntry entry) QF_REQUIRES(m_lutLock);
     static Ptr<iGPUImage> createImage3D(const Ptr<HostImage3D>& host);
 
     mutable CriticalSection m_lutLock;
     mutable CriticalSection m_catalogueLock;
     std::vector<Ptr<iLUT>> m_availableLUTs;
     std::vector<Wide> m_supportedFileTypes;
-    std::map<Wide, CacheEntry> m_lutCache;
-    size_t m_cachedCount = 0;
+    std::map<Wide, CacheEntry> m_lutCache QF_GUARDED_BY(m_lutLock);
+    size_t m_cachedCount QF_GUARDED_BY(m_lutLock) = 0;
     std::vector<Wide> m_manufacturers;
 };

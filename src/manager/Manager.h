@@ -8,24 +8,31 @@
 // ShaderCompilationTask then compiles every effect on the background queue;
 // an effect asked for before its turn is compiled on demand in the caller's
 // thread, and the background task waits (200 ms steps) while any on-demand
-// compile runs. The same table holds effects built at run time from
-// generated text (createShaderFromCode, the cached reorder effects).
+// compile runs or the queue is paused. The same table holds effects built at
+// run time from generated text (createShaderFromCode, the cached reorder effects).
 //
-// Shut-down: startup registers an exit callback at priority 450. It stops the
-// background compilation after the effect in hand, releases the effects and
-// the GPU's cached resources, destroys the manager, and then runs the
-// ResourceShutdown registrations (font cache cleared, LUT manager last).
-// instance() after that starts a new manager, which lists the directories again.
+// The effect list and the name table form one Registry that is never changed
+// once published: look-ups (findEffect, findShader, and createShaderFromCode's
+// check) and the background task read the current one with one atomic load,
+// without any lock; writers copy it, change the copy and publish it in one
+// compare-and-swap (addEffect and the reorder effects under shaderUsageLock,
+// createShaderFromCode without it; a writer that finds another's table
+// published meanwhile starts again from that one). Replaced tables are kept
+// until the manager is destroyed, so a reader's pointer stays valid.
 //
-// Threads and locks (all recursive CriticalSections):
-//  - compileLock: held by the background compilation for its whole run;
-//  - shaderUsageLock: every read and write of the name table and the effect
-//    list, run-time effect building, the compute context and GPU programs,
-//    and callers' parameter-write-and-draw sequences (getShaderUsageLock);
-//    it is never held across a wait for compileLock;
-//  - each effect's own lock around its compile.
-// Look-ups copy the Ptr out under the lock and compile outside it, so a long
-// compile never holds up another thread's look-up.
+// Shut-down: startup registers an exit callback at priority 450 (which also
+// runs when the process leaves main without the callbacks, see Shutdown.h).
+// It unpublishes the manager, stops the background compilation after the
+// effect in hand, waits for every call already inside a manager on any
+// thread (an on-demand compile included), releases the effects, the GPU's
+// cached resources and the compute context, destroys the manager, and then
+// runs the ResourceShutdown registrations (font cache cleared, LUT manager
+// last, in every case). instance() after that starts a new manager, which
+// lists the directories again. startup and shutdown are otherwise unguarded:
+// a caller must not keep a Manager& across a shut-down, nor begin a call or
+// take getShaderUsageLock() while one is under way (take instance() anew for
+// each use); an effect's getShader() is always safe, as it finds the manager
+// itself. Locks, their order and who takes them: docs/threads.md.
 //
 // GPU compute (ManagerCompute.cpp): the process's one compute context, made
 // by the compute service on first request, and a table of programs keyed by
@@ -45,6 +52,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <vector>
 
@@ -70,15 +78,20 @@ public:
     // The compiled shader of that name, compiled now when need be; null when
     // unknown or when compiling fails (the next call tries again).
     Ptr<iShaderEffect> findShader(const LightweightString<char>& name) const;
-    CriticalSection& getShaderUsageLock() { return m_shaderUsageLock; }
+    // Held by callers for a whole parameter-write-and-draw sequence, and by
+    // the manager's writers; recursive.
+    CriticalSection& getShaderUsageLock() QF_RETURN_CAPABILITY(m_shaderUsageLock) { return m_shaderUsageLock; }
 
     // Once the background compilation has finished: compiles effect files
     // that are new, and recompiles those whose modification stamp changed,
-    // replacing each changed effect in place. Logs what it did.
+    // replacing each changed effect in place (assigned whole under the
+    // effect's own lock: references from getParams, getInputs or
+    // getTechniques do not survive it). Logs what it did.
     void recompileAll();
 
     // Compiles generated source and files it under `name` unless that name is
     // taken; returns the shader (null on failure; a failure is not filed).
+    // Takes no lock.
     Ptr<iShaderEffect> createShaderFromCode(const LightweightString<char>& name,
                                             const std::vector<LightweightString<char>>& lines);
     // The cached effect copying the `from` components into the `to` ones,
@@ -116,6 +129,35 @@ private:
     friend class ShaderCompilationTask;
     friend struct OnDemandCompilerInstaller;
 
+    // The effect list and the name table; immutable once published. A
+    // registry keeps the one it replaced (and so every earlier one) until the
+    // manager is destroyed, when no reader is left: readers hold a plain
+    // pointer and never count references, and the chain grows by one table
+    // per change that changed something (a new name, not a repeated one).
+    struct Registry {
+        std::vector<Ptr<ShaderEffectInfo>> effects;
+        std::map<LightweightString<char>, Ptr<ShaderEffectInfo>, EffectNameLess> effectsByName;
+        const Registry* replaced = nullptr; // owned
+        Registry() = default;
+        Registry(const Registry& other) : effects(other.effects), effectsByName(other.effectsByName) {}
+        Registry& operator=(const Registry&) = delete;
+        ~Registry();
+    };
+    using RegistryPtr = const Registry*;
+
+    // A call in progress inside a manager, counted so that a shut-down can
+    // wait for it (Manager.cpp). Every public operation opens one.
+    class Call {
+    public:
+        Call();
+        ~Call();
+        Call(const Call&) = delete;
+        Call& operator=(const Call&) = delete;
+
+    private:
+        unsigned m_half;
+    };
+
     Manager();
     ~Manager();
     Manager(const Manager&) = delete;
@@ -130,20 +172,27 @@ private:
     // Timed on-demand compile in the caller's thread.
     Ptr<iShaderEffect> compile(const ShaderEffectInfo& effect) const;
     static Ptr<iShaderEffect> compileOnDemand(const ShaderEffectInfo& effect);
-    Ptr<ShaderEffectInfo> effectAt(size_t index, size_t& count) const;
+    // The current registry; valid until the manager is destroyed.
+    RegistryPtr registry() const { return m_registry.load(std::memory_order_acquire); }
+    // Publishes `change` applied to a copy of the current registry, unless it
+    // returns false (nothing changed); when another writer published first,
+    // applies it again to theirs.
+    void publish(const std::function<bool(Registry&)>& change);
     // Builds `fileName` into m_gpuPrograms, with "HardwareAdvancedScopesEnabled"
     // false during the build and true after it (also without a context).
-    void buildCLKernels(const LightweightString<wchar_t>& fileName);
+    void buildCLKernels(const LightweightString<wchar_t>& fileName) QF_REQUIRES(m_shaderUsageLock);
+    // The compute context once made (read without the lock after m_computeContextReady).
+    Ptr<iGPUComputeContext> readyComputeContext() const QF_NO_THREAD_SAFETY_ANALYSIS { return m_computeContext; }
 
-    std::vector<Ptr<ShaderEffectInfo>> m_effects;
-    std::map<LightweightString<char>, Ptr<ShaderEffectInfo>, EffectNameLess> m_effectsByName;
+    std::atomic<RegistryPtr> m_registry{new Registry()}; // owned
     mutable CriticalSection m_compileLock;
     mutable CriticalSection m_shaderUsageLock;
-    Ptr<iGPUComputeContext> m_computeContext; // written under shaderUsageLock
+    Ptr<iGPUComputeContext> m_computeContext QF_GUARDED_BY(m_shaderUsageLock);
     // Set (release) once m_computeContext holds a context: the unlocked first
-    // test of the double check reads this, never the Ptr being written.
+    // test of the double check reads this, never the Ptr being written. The
+    // context is released by fini, when no call is in progress.
     std::atomic<bool> m_computeContextReady{false};
-    std::map<LightweightString<wchar_t>, Ptr<iGPUProgram>> m_gpuPrograms;
+    std::map<LightweightString<wchar_t>, Ptr<iGPUProgram>> m_gpuPrograms QF_GUARDED_BY(m_shaderUsageLock);
     mutable std::atomic<int32_t> m_foregroundCompiles{0};
     std::atomic<bool> m_active{true};
     // The queued background compilation; fini detaches it and waits for a run in progress.

@@ -43,21 +43,24 @@ void Manager::waitForEffectsToCompile() const {
 }
 
 // Holds compileLock throughout, so that waitForEffectsToCompile blocks until
-// the run is over. The effect list may grow meanwhile (addEffect); each step
-// takes the effect at its index and the current count under the usage lock.
+// the run is over, and takes no other manager lock: a caller holding the
+// shader-usage lock may wait for this run (recompileAll). The effect list may
+// grow meanwhile (addEffect); each step reads the registry then current.
 void Manager::compileAll(Ptr<iTaskLog> log) {
     CriticalSectionLock hold(m_compileLock);
     if (!StartEnv::programEnv().arg(L"-transcode")) {
         if (!m_active.load(std::memory_order_acquire)) return;
         BackgroundTaskQueueBase& queue = UIBackgroundTasksQueue::instance();
         for (size_t i = 0;; ++i) {
-            size_t count = 0;
-            const Ptr<ShaderEffectInfo> effect = effectAt(i, count);
-            if (!effect) break;
+            const RegistryPtr r = registry();
+            if (i >= r->effects.size()) break;
+            const Ptr<ShaderEffectInfo> effect = r->effects[i];
+            const size_t count = r->effects.size();
             if (Shutdown::isExiting()) m_active.store(false, std::memory_order_release);
-            // On-demand compiles go first; a paused queue holds the work, but never a shut-down.
-            while (m_active.load(std::memory_order_acquire) && (m_foregroundCompiles.load(std::memory_order_acquire) != 0 ||
-                                                                queue.getCurrentTaskStatus() == iBackgroundTask::ePaused))
+            // On-demand compiles go first; a paused queue holds the work (the
+            // queue stops reporting its pause once the process is exiting).
+            while ((m_foregroundCompiles.load(std::memory_order_acquire) != 0 && m_active.load(std::memory_order_acquire)) ||
+                   queue.getCurrentTaskStatus() == iBackgroundTask::ePaused)
                 sleepFor(kYieldMilliseconds);
 
             const LightweightString<wchar_t> fileName = stripPath(effect->getFullPath());
@@ -72,37 +75,44 @@ void Manager::compileAll(Ptr<iTaskLog> log) {
         }
     }
     if (m_active.load(std::memory_order_acquire))
-        mora_printf("QfFxResources::Manager : %d pixel shaders loaded\n", int(getEffects().size()));
+        mora_printf("QfFxResources::Manager : %d pixel shaders loaded\n", int(registry()->effects.size()));
 }
 
 void Manager::recompileAll() {
+    const Call call;
     waitForEffectsToCompile();
     std::vector<Ptr<ShaderEffectInfo>> fresh;
     getFXFiles(fresh);
+    const RegistryPtr r = registry();
     for (const Ptr<ShaderEffectInfo>& f : fresh) {
+        // Known effects are read under their locks: another thread's
+        // recompileAll may be replacing one in place.
         Ptr<ShaderEffectInfo> known;
-        {
-            CriticalSectionLock hold(m_shaderUsageLock);
-            for (const Ptr<ShaderEffectInfo>& e : m_effects)
-                if (e->getFullPath() == f->getFullPath()) {
-                    known = e;
-                    break;
-                }
+        uint64_t knownTime = 0;
+        for (const Ptr<ShaderEffectInfo>& e : r->effects) {
+            const ShaderEffectInfo::FileIdentity identity = e->getFileIdentity();
+            if (identity.path == f->getFullPath()) {
+                known = e;
+                knownTime = identity.time;
+                break;
+            }
         }
         const LightweightString<char> path = toUTF8(f->getFullPath());
         if (!known) {
-            if (f->getShader())
+            // The timed on-demand compile, on this manager.
+            if (compile(*f))
                 addEffect(f);
             else
                 mora_printf("Failed to compile %s\n", path.c_str());
             continue;
         }
-        if (known->getFileTime() == f->getFileTime()) continue;
+        if (knownTime == f->getFileTime()) continue;
         const Ptr<ShaderEffectInfo> replacement = makePtr<ShaderEffectInfo>(f->getFullPath(), f->getFileTime());
         const ShaderCompilationOutput out = replacement->compile({});
         if (out.shader) {
-            // In place: every holder of the effect sees the new one.
-            *known = *replacement;
+            // In place, whole, under the effect's own lock: every holder of
+            // the effect sees the new one, never half of it.
+            *known = std::move(*replacement);
             mora_printf("Recompiled %s\n", path.c_str());
         } else {
             mora_printf("Failed to recompile %s\n", path.c_str());

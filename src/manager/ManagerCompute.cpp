@@ -18,6 +18,7 @@ const char* const kScopesPreference = "HardwareAdvancedScopesEnabled";
 } // namespace
 
 Ptr<iGPUComputeContext> Manager::getGPUComputeContext() {
+    const Call call;
     // First test without the lock; a thread that sees no context yet takes
     // the lock, where the second test decides whether to create it.
     if (!m_computeContextReady.load(std::memory_order_acquire)) {
@@ -29,11 +30,12 @@ Ptr<iGPUComputeContext> Manager::getGPUComputeContext() {
         }
         return m_computeContext;
     }
-    // Set once and released only by fini, when no caller is left.
-    return m_computeContext;
+    // Set once and released only by fini, when no call is in progress.
+    return readyComputeContext();
 }
 
 Ptr<iGPUProgram> Manager::getGPUProgram(const LightweightString<wchar_t>& fileName, bool rebuild) {
+    const Call call;
     CriticalSectionLock hold(m_shaderUsageLock);
     if (rebuild || m_gpuPrograms.find(fileName) == m_gpuPrograms.end()) buildCLKernels(fileName);
     return m_gpuPrograms[fileName];

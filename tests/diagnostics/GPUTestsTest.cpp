@@ -112,6 +112,39 @@ TEST_F(GPUTestsTest, WritesThePreambleAndEveryTestInOrderWithTheirLevels) {
     EXPECT_EQ(draws.front().inputs.at(0).name, "Input");
 }
 
+// The shader test renders 2000 times whatever the draws answer, and times
+// only the whole loop: it writes its fps, and runAllTests starts no GPU
+// timer (the per-pass GPU time is a measurement of its own).
+TEST_F(GPUTestsTest, TheShaderTestRendersTwoThousandTimesWhateverHappensAndTimesNothingOnTheGPU) {
+    addCC3();
+    m_gpu.setFailDraws(true);
+    RecordingLogger log;
+    GPUTests::runAllTests(log);
+    EXPECT_THAT(tests(log), ElementsAre("write 5 Testing host to GPU transfer", MatchesRegex(kFps), "endTest",
+                                        "write 5 Testing GPU to host transfer", MatchesRegex(kFps), "endTest",
+                                        "write 5 Testing shader performance", MatchesRegex(kFps), "endTest",
+                                        "write 5 Testing playback performance", "write 4 Failed", "endTest",
+                                        "write 5 Testing render performance", "write 4 Failed", "endTest", "endTests"));
+    EXPECT_EQ(m_gpu.draws().size(), 2002u); // 2000, then one failed draw in each combined test
+    EXPECT_THAT(m_gpu.calls(), ::testing::Not(::testing::Contains(::testing::StartsWith("timer"))));
+}
+
+// The per-pass GPU time is measured on its own: one timer interval around
+// each render of "cc3", their mean; nothing without "cc3" or when a draw fails.
+TEST_F(GPUTestsTest, TheGPUTimePerPassIsTheMeanOfOneTimerIntervalPerRender) {
+    EXPECT_FALSE(GPUTests::measureGPUMillisecondsPerPass(10));
+    Shutdown::runCallbacks(Shutdown::eNormalExit); // the next manager lists "cc3"
+    Shutdown::reset();
+    addCC3();
+    m_gpu.clearCalls();
+    EXPECT_EQ(GPUTests::measureGPUMillisecondsPerPass(10), QfTest::RecordingTimer::kMilliseconds);
+    const std::vector<std::string> calls = m_gpu.calls();
+    const std::vector<std::string> firstPass(calls.end() - 30, calls.end() - 27);
+    EXPECT_THAT(firstPass, ElementsAre("timer begin", "draw 1920x1080 Input flags 0", "timer end"));
+    m_gpu.setFailDraws(true);
+    EXPECT_FALSE(GPUTests::measureGPUMillisecondsPerPass(10));
+}
+
 TEST_F(GPUTestsTest, AMissingCC3FailsTheShaderAndCombinedTestsOnly) {
     RecordingLogger log;
     GPUTests::runAllTests(log);
@@ -155,15 +188,14 @@ TEST(DiagnosticsLogTest, KeepsTheReportAndRendersOneLinePerMessage) {
     log.beginTests(5);
     log.write(L"Testing shader performance", 5);
     log.write(L"123.45fps", 0);
-    log.measurement("gpuMsPerPass", 8.126);
     log.endTest();
     log.write(L"Testing render performance", 5);
     log.write(L"Failed to load shader", 4);
     log.endTest();
     log.endTests();
 
-    EXPECT_THAT(lines, ElementsAre("CPUs   : 2", "", "Testing shader performance", "123.45fps", "GPU time per pass: 8.13 ms", "",
-                                   "Testing render performance", "Failed to load shader"));
+    EXPECT_THAT(lines, ElementsAre("CPUs   : 2", "", "Testing shader performance", "123.45fps", "", "Testing render performance",
+                                   "Failed to load shader"));
     ASSERT_EQ(log.tests().size(), 2u);
     double fps = 0;
     EXPECT_TRUE(log.tests()[0].fps(fps));

@@ -65,11 +65,13 @@ TEST_F(GPUFontCacheTest, SizesAreTruncatedAndOnlyTheBoldAndItalicBitsReachCreate
     const Ptr<GPUFontCache::Result> b = cache().getFont({L"Sans", 11.0, FontDefinition::eItalic | FontDefinition::eUnderline});
     EXPECT_THAT(fontCalls(), ElementsAre("createFont Sans 11 3", "createFont Sans 11 2"));
     EXPECT_EQ(a->getValue()->getSize(), 11);
-    EXPECT_EQ(cache().size(), 2u); // distinct definitions stay distinct entries
-    EXPECT_FALSE(cache().getFont({L"Sans", std::nan(""), 0}));
+    EXPECT_EQ(cache().size(), 2u);                                         // distinct definitions stay distinct entries
+    EXPECT_FALSE(cache().getFont({L"Sans", std::nan(""), 0})->getValue()); // no font for a size no int holds
 }
 
-TEST_F(GPUFontCacheTest, HandlesOutliveClearAndFailuresAreNotCached) {
+// A font that could not be made is cached like any other, as a null font
+// with its use count: the next request gets it without asking the GPU again.
+TEST_F(GPUFontCacheTest, HandlesOutliveClearAndAFailedFontIsCachedWithItsUseCount) {
     Ptr<GPUFontCache::Result> a = cache().getFont(face(1));
     cache().clear();
     EXPECT_EQ(cache().size(), 0u);
@@ -79,9 +81,17 @@ TEST_F(GPUFontCacheTest, HandlesOutliveClearAndFailuresAreNotCached) {
     EXPECT_EQ(cache().useCount(face(1)), -1);
 
     m_gpu.setFailFontCreation(true);
-    EXPECT_FALSE(cache().getFont(face(2)));
+    Ptr<GPUFontCache::Result> failed = cache().getFont(face(2));
+    ASSERT_TRUE(failed);
+    EXPECT_FALSE(failed->getValue());
+    EXPECT_EQ(cache().useCount(face(2)), 1);
     m_gpu.setFailFontCreation(false);
-    EXPECT_TRUE(cache().getFont(face(2)));
+    const Ptr<GPUFontCache::Result> again = cache().getFont(face(2));
+    EXPECT_FALSE(again->getValue());
+    EXPECT_EQ(cache().useCount(face(2)), 2);
+    failed = nullptr;
+    EXPECT_EQ(cache().useCount(face(2)), 1);
+    EXPECT_THAT(fontCalls(), ElementsAre("createFont Face1 12 0", "createFont Face2 12 0"));
 }
 
 TEST_F(GPUFontCacheTest, TheManagersShutDownClearsTheCacheOnlyWhenAManagerExisted) {

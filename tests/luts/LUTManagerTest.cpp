@@ -5,9 +5,11 @@
 #include "host/LUTPaths.h"
 #include "host/Log.h"
 #include "host/ResourceShutdown.h"
+#include "host/Shutdown.h"
 #include "host/Strings.h"
 #include "luts/FileLUT.h"
 #include "luts/LUTManager.h"
+#include "manager/Manager.h"
 #include "support/RecordingGPUService.h"
 
 #include <gtest/gtest.h>
@@ -142,12 +144,14 @@ TEST_F(LUTDirectories, CacheHoldsTenAndTheEleventhClearsIt) {
 }
 
 // Without a GPU service, load reads and keeps the host data but gives no
-// image; once there is one, the kept data becomes the GPU image. Unknown and
-// broken files give nothing and are not cached.
-TEST_F(LUTDirectories, LoadKeepsHostDataUntilThereIsAGPUServiceAndCachesNothingUnreadable) {
+// image; once there is one, the kept data becomes the GPU image. An unknown
+// or unreadable identifier is cached too, as an entry without images: it
+// gives nothing and is not read again until the cache is emptied.
+TEST_F(LUTDirectories, LoadKeepsHostDataUntilThereIsAGPUServiceAndCachesUnknownAndUnreadableLUTsEmpty) {
     const Wide id = wide(factory.write("ranged.cube", "LUT_IN_VIDEO_RANGE\n" + lut2));
     const Wide other = wide(factory.write("one.cube", lut2));
     const Wide broken = wide(factory.write("broken.cube", "LUT_3D_SIZE 2\n0 0 0\n"));
+    const Wide missing = wide(factory.path() + "missing.cube");
     std::string logged;
     const LogSink previous = setLogSink([&](std::string_view text) { logged += text; });
     LUTManager m;
@@ -162,16 +166,24 @@ TEST_F(LUTDirectories, LoadKeepsHostDataUntilThereIsAGPUServiceAndCachesNothingU
     EXPECT_TRUE(loaded.image);
     EXPECT_NEAR(loaded.mapping.inOffset[0], 64.0f / 1023, 1e-7f);
     EXPECT_TRUE(m.load(other));
-    EXPECT_FALSE(m.load(wide(factory.path() + "missing.cube")));
+    EXPECT_FALSE(m.load(missing));
     EXPECT_FALSE(m.load(broken));
-    m.preLoad(broken);
-    EXPECT_EQ(m.getCachedCount(), 2u);
+    EXPECT_FALSE(m.load(broken)); // from the cache: the file is not read again
+    m.preLoad(L"not a LUT at all");
+    EXPECT_TRUE(m.isCached(missing));
+    EXPECT_TRUE(m.isCached(broken));
+    EXPECT_TRUE(m.isCached(L"not a LUT at all"));
+    EXPECT_FALSE(m.load(L"not a LUT at all"));
+    EXPECT_EQ(m.getCachedCount(), 5u);
     m.reportUsage();
     m.limitUsage();
     m.reportUsage();
     setLogSink(previous);
-    EXPECT_NE(logged.find("broken.cube line 2: too few rows: 1 of 8"), std::string::npos) << logged;
-    EXPECT_NE(logged.find("LUTManager : 2 luts cached\nLUTManager : 0 luts cached\n"), std::string::npos) << logged;
+    const std::string complaint = "broken.cube line 2: too few rows: 1 of 8";
+    const size_t at = logged.find(complaint);
+    EXPECT_NE(at, std::string::npos) << logged;
+    EXPECT_EQ(logged.find(complaint, at + 1), std::string::npos) << logged;
+    EXPECT_NE(logged.find("LUTManager : 5 luts cached\nLUTManager : 0 luts cached\n"), std::string::npos) << logged;
 }
 
 TEST_F(LUTDirectories, ConcurrentLoadsShareTheCache) {
@@ -266,6 +278,18 @@ TEST(LUTDirectoryDefaults, UserDirectoryFollowsXDGDataHome) {
 }
 
 // --- ACES ---
+
+// CTest runs each test in a process of its own, where nothing has asked for
+// a LUT yet: the effect manager's shut-down still ends with the LUT
+// manager's, which it reaches through instance() (making it).
+TEST_F(LUTDirectories, TheEffectManagersShutDownEndsWithTheLUTManagersEvenWhenNoLUTWasUsed) {
+    factory.write("one.cube", lut2);
+    Qf::FxResources::Manager::startup(false);
+    Shutdown::runCallbacks(Shutdown::eNormalExit);
+    Shutdown::reset();
+    EXPECT_FALSE(Qf::FxResources::Manager::isStarted());
+    EXPECT_TRUE(LUTManager::instance().getAvailableLUTs().empty());
+}
 
 class ACESChoice : public ::testing::Test {
 protected:

@@ -4,6 +4,7 @@
 // context under a race), and on the Linux host's OpenCL service (PoCL without
 // a GPU) for real builds, build logs, buffers and kernel launches. The OpenCL
 // tests skip when no OpenCL platform is installed.
+#include "FakeCompute.h"
 #include "ManagerTestSupport.h"
 
 #include "host/EditorPreferences.h"
@@ -28,59 +29,6 @@ using ::testing::StartsWith;
 using Lines = std::vector<LightweightString<char>>;
 
 namespace {
-
-const char* const kScopesPreference = "HardwareAdvancedScopesEnabled";
-
-class FakeProgram final : public iGPUProgram {
-public:
-    LightweightString<char> getBuildLog() const override { return {}; }
-    std::vector<LightweightString<char>> getKernelNames() const override { return {"k"}; }
-    bool run(const LightweightString<char>&, const std::vector<GPUKernelArg>&, const GPUWorkSize&, std::string&) override {
-        return true;
-    }
-};
-
-// Builds succeed unless the source is empty or a line says "fail". Records
-// what each build saw.
-class FakeContext final : public iGPUComputeContext {
-public:
-    std::atomic<int> builds{0};
-    std::mutex mutex;
-    Lines lastLines;                     // guarded by mutex
-    std::vector<bool> preferenceAtBuild; // guarded by mutex
-
-    Ptr<iGPUProgram> createProgram(const Lines& lines) override {
-        ++builds;
-        std::lock_guard<std::mutex> hold(mutex);
-        lastLines = lines;
-        preferenceAtBuild.push_back(prefs().getPreference(kScopesPreference, true));
-        if (lines.empty() || std::find(lines.begin(), lines.end(), "fail") != lines.end()) return {};
-        return makePtr<FakeProgram>();
-    }
-    LightweightString<char> getLastBuildLog() const override { return {}; }
-    LightweightString<char> getDeviceDescription() const override { return "fake"; }
-    bool sharesGPUImages() const override { return false; }
-    Ptr<iGPUBuffer> createBuffer(size_t, std::string&) override { return {}; }
-    Ptr<iGPUComputeImage> createImage(XY<int>, iGPUImage::eFormat, const void*, size_t, std::string&) override { return {}; }
-    Ptr<iGPUComputeImage> importImage(const iGPUImage&, std::string&) override { return {}; }
-    void finish() override {}
-};
-
-class FakeComputeService final : public iGPUComputeService {
-public:
-    Ptr<FakeContext> context = makePtr<FakeContext>();
-    bool hasDevice = true;
-    std::chrono::milliseconds delay{0}; // widens the window of a creation race
-    std::atomic<int> creations{0};
-    std::atomic<int> flagsSeen{-1};
-
-    Ptr<iGPUComputeContext> createComputeContext(int flags) override {
-        ++creations;
-        flagsSeen = flags;
-        std::this_thread::sleep_for(delay);
-        return hasDevice ? Ptr<iGPUComputeContext>(context) : Ptr<iGPUComputeContext>();
-    }
-};
 
 class ManagerComputeTest : public ManagerTest {
 protected:

@@ -48,6 +48,11 @@ private:
 };
 
 class ManagerFixture : public ::testing::Test {
+public:
+    // Sets a file's modification time to `seconds` after 2020-01-01 (stamps differ by whole seconds).
+    static void setStamp(const std::string& path, int seconds);
+    static void shutdownNow(); // the process's exit callbacks, then back to normal
+
 protected:
     void SetUp() override;
     void TearDown() override;
@@ -55,12 +60,8 @@ protected:
     // Writes a file in the shaders (or templates) directory; returns its path.
     std::string writeShader(const std::string& name, const std::string& text);
     std::string writeTemplate(const std::string& name, const std::string& text);
-    // Sets a file's modification time to `seconds` after 2020-01-01 (stamps differ by whole seconds).
-    static void setStamp(const std::string& path, int seconds);
-
     Qf::FxResources::Manager& start();
     static void waitForBackground();
-    static void shutdownNow(); // the process's exit callbacks, then back to normal
     // The log lines so far, without the on-demand timing lines.
     std::vector<std::string> logLines(bool withTimings = false) const;
     void clearLog();

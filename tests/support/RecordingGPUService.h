@@ -5,7 +5,9 @@
 // "setTechnique T2", "setTechnique #1", "set Amount float 0.5", "setRenderContext 0.5 25 10 250",
 // "draw 64x32 Input,Mask flags 0"); draws are also kept whole. Images keep no texels;
 // their read-backs fail unless setReadBacksSucceed(true). setFailImageCreation(true)
-// makes createImage fail from then on, createFont makes RecordingFonts, and setSystemInfo gives it a system-information service.
+// makes createImage fail from then on, setFailDraws(true) makes draws fail (they are still journalled),
+// createFont makes RecordingFonts, createTimer makes timers that journal "timer begin" and "timer end"
+// and give 2.5 ms per interval, and setSystemInfo gives it a system-information service.
 // Any thread may call; one mutex guards all recorded state.
 #pragma once
 
@@ -21,6 +23,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace QfTest {
@@ -45,6 +48,7 @@ struct Journal {
     std::mutex mutex;
     std::vector<std::string> calls;
     std::vector<DrawRecord> draws;
+    bool failDraws = false;
     void add(std::string call) {
         std::lock_guard hold(mutex);
         calls.push_back(std::move(call));
@@ -115,7 +119,7 @@ public:
         std::lock_guard hold(m_journal->mutex);
         m_journal->calls.push_back(call + " flags " + std::to_string(flags));
         m_journal->draws.push_back({target, inputs, flags});
-        return true;
+        return !m_journal->failDraws;
     }
 
 private:
@@ -138,6 +142,20 @@ struct RecordingImage final : iGPUImage {
     bool threeD;
     eFormat format;
     bool readable;
+};
+
+// A timer whose every closed interval took 2.5 ms.
+class RecordingTimer final : public iGPUTimer {
+public:
+    static constexpr double kMilliseconds = 2.5;
+    explicit RecordingTimer(const std::shared_ptr<Journal>& journal) : m_journal(journal) {}
+    void begin() override { m_journal->add("timer begin"); }
+    void end() override { m_journal->add("timer end"), ++m_closed; }
+    std::vector<double> collectMilliseconds() override { return std::vector<double>(std::exchange(m_closed, 0), kMilliseconds); }
+
+private:
+    std::shared_ptr<Journal> m_journal;
+    size_t m_closed = 0;
 };
 
 // A font that remembers what it was made from and has no glyphs.
@@ -205,6 +223,10 @@ public:
         return m_failFonts ? nullptr : Ptr<iFont>(new RecordingFont(face, size, style));
     }
     void setFailFontCreation(bool fail) { m_failFonts = fail; }
+    void setFailDraws(bool fail) {
+        locked([&] { m_journal->failDraws = fail; });
+    }
+    Ptr<iGPUTimer> createTimer() override { return Ptr<iGPUTimer>(new RecordingTimer(m_journal)); }
 
 private:
     template <typename F>

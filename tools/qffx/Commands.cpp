@@ -225,16 +225,16 @@ const std::vector<CommandSpec> kCommands = {
         "[--json] [options]",
         "Runs the GPU tests of the system report: memory, CPUs and rights, then the\n"
         "host-to-GPU and GPU-to-host transfer rates, the speed of the \"cc3\" effect\n"
-        "(with the GPU's own time per pass where it can time), and the playback and\n"
-        "render loops, each in frames per second at 1920 x 1080. A loop runs at most\n"
-        "2000 times or 5 seconds; the whole run takes up to about a minute.\n"
+        "and the playback and render loops, each in frames per second at 1920 x 1080.\n"
+        "A loop runs at most 2000 times or 5 seconds; the whole run takes up to about\n"
+        "a minute. After the tests, the GPU's own time for one \"cc3\" pass is\n"
+        "measured where the GPU can time (\"GPU time per pass: N ms\").\n"
         "\n"
         "Text output has one line per message, a blank line before each test.\n"
         "--json prints one object instead: \"gpu\" (the renderer), \"system\"\n"
         "(\"memoryAvailableBytes\", \"memoryTotalBytes\", \"cpus\", \"admin\"), \"preamble\"\n"
         "(its lines), \"tests\" (each with \"title\", \"messages\" of \"text\" and \"level\",\n"
-        "\"passed\", \"fps\" when measured, and \"gpuMsPerPass\" for the shader test where\n"
-        "timed) and \"passed\".",
+        "\"passed\" and \"fps\" when measured), \"gpuMsPerPass\" where timed, and \"passed\".",
         {
             {"--json", "", "print one JSON object instead of the lines"},
         },

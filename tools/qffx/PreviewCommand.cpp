@@ -39,7 +39,7 @@ struct Label {
 // font only costs the labels.
 Ptr<HostImage> withLabels(const Ptr<HostImage>& sheet, const std::vector<Label>& labels, iGPUService& gpu) {
     const Ptr<GPUFontCache::Result> font = GPUFontCache::instance().getFont(FontDefinition(kLabelFont, kLabelPixels));
-    const Ptr<iGPUImage> image = font ? sheet->createGPUImage(gpu) : Ptr<iGPUImage>();
+    const Ptr<iGPUImage> image = font && font->getValue() ? sheet->createGPUImage(gpu) : Ptr<iGPUImage>();
     if (!image) return sheet;
     for (const Label& label : labels)
         if (!Qf::Image::GPUText::draw(image, *font->getValue(), LightweightString<char>(label.text), label.origin, {1, 1, 1, 1}))

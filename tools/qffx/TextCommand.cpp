@@ -36,7 +36,8 @@ int runText(const Invocation& call) {
     if (!gpu) return eExitUsage;
     const FontDefinition definition(fromUTF8(parsed.value("--font", "DejaVu Sans").c_str()), size[0], style);
     const Ptr<GPUFontCache::Result> handle = GPUFontCache::instance().getFont(definition);
-    if (!handle) return report.failed("no font could be made for '" + parsed.value("--font", "DejaVu Sans") + "'");
+    if (!handle || !handle->getValue())
+        return report.failed("no font could be made for '" + parsed.value("--font", "DejaVu Sans") + "'");
     iFont& font = *handle->getValue();
 
     // The picture: the line box (ascent + descent) over the pen's travel,
