@@ -93,7 +93,8 @@ void ShaderEffectInfo::read(const Ptr<iShaderCodeGenerator>& generator) {
 ShaderCompileInput ShaderEffectInfo::makeCompileInput(const iShaderCodeGenerator& generator) const {
     ShaderCompileInput input;
     input.path = m_state.fullPath;
-    input.definitions = ShaderContract::specialParameterDefinitions();
+    // Every compile defines the special parameters, each name with the value "1".
+    for (const char* name : ShaderContract::kSpecialParameters) input.definitions.push_back({name, "1"});
     // Text that was generated already is compiled as it stands, from its file.
     input.fromFile = m_state.processedSource.empty();
     if (input.fromFile) {

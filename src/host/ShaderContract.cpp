@@ -18,12 +18,6 @@ bool readNumber(std::string_view& s, uint32_t& out) {
 
 } // namespace
 
-ShaderDefinitions specialParameterDefinitions() {
-    ShaderDefinitions definitions;
-    for (const char* name : kSpecialParameters) definitions.push_back({name, "1"});
-    return definitions;
-}
-
 LightweightString<char> passCountUniform(uint16_t technique) { return "_passCount" + StringFromInteger(technique); }
 
 LightweightString<char> passIdentifier(uint16_t technique, uint16_t pass) {

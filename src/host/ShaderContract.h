@@ -8,7 +8,6 @@
 #pragma once
 
 #include "LightweightString.h"
-#include "ShaderEffect.h"
 
 #include <cstdint>
 #include <string_view>
@@ -27,8 +26,6 @@ inline constexpr const char* kSpecialParameters[] = {
     "_OUTPUTWIDTH", "_OUTPUTHEIGHT", "_OUTPUTASPECTRATIO", "_PROGRESS", "_OUTPUTFPS", "_LENGTH", "_LENGTHFRAMES",
 };
 inline constexpr int kSpecialParameterCount = int(std::size(kSpecialParameters));
-// The special parameters as compile definitions: each name with the value "1".
-ShaderDefinitions specialParameterDefinitions();
 
 // The parameter that carries an effect's description in Cg text; a line
 // beginning with kGeneratedTextMarker marks a file that is generated text.
