@@ -12,7 +12,7 @@
 // to and from packed YUYV 4:2:2 and planar 4:4:4) and zimg (planar RGB to
 // and from planar 4:2:2 and 4:4:4; zimg takes no packed formats), one thread
 // each, BT.709 legal range.
-#include "host/BackgroundTasks.h"
+#include "host/misc/BackgroundTasks.h"
 #include "image/ColourConversion.h"
 #include "manager/Manager.h"
 #include "platform/LinuxServices.h"

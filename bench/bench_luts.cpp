@@ -11,8 +11,8 @@
 // which lets the texture unit interpolate (hardware trilinear, less exact).
 // The GPU is finished after every pass (llvmpipe skips unwaited draws).
 #include "effects/ShaderEffectInfo.h"
-#include "host/CubeLUT.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/image/CubeLUT.h"
 #include "image/GPU.h"
 #include "platform/LinuxServices.h"
 

@@ -11,12 +11,12 @@
 // Mesa's on-disk shader cache and PoCL's kernel cache are switched off for the
 // process, so every compile and build is a real one. Times are wall-clock.
 #include "effects/ShaderEffectInfo.h"
-#include "host/BackgroundTasks.h"
-#include "host/EditorPreferences.h"
-#include "host/Log.h"
-#include "host/Paths.h"
-#include "host/Shutdown.h"
-#include "host/Strings.h"
+#include "host/base/Shutdown.h"
+#include "host/base/Strings.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/misc/EditorPreferences.h"
+#include "host/misc/Log.h"
+#include "host/misc/Paths.h"
 #include "manager/Manager.h"
 #include "platform/LinuxServices.h"
 

@@ -12,12 +12,12 @@
 //    vectorscope as well, the whole of what the kernels compute.
 // Times are wall-clock; the kernels are built (and PoCL's kernel cache
 // warmed) before the first measurement.
-#include "host/BackgroundTasks.h"
-#include "host/EditorPreferences.h"
-#include "host/HostImage.h"
-#include "host/Paths.h"
-#include "host/Shutdown.h"
-#include "host/Strings.h"
+#include "host/base/Shutdown.h"
+#include "host/base/Strings.h"
+#include "host/image/HostImage.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/misc/EditorPreferences.h"
+#include "host/misc/Paths.h"
 #include "image/Scopes.h"
 #include "manager/Manager.h"
 #include "platform/LinuxServices.h"

@@ -8,8 +8,8 @@
 #include "ReaderChecks.h"
 #include "codegen/CodeGenerators.h"
 #include "effects/ShaderEffectInfo.h"
-#include "host/Files.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/own/Files.h"
 #include "platform/gl/GLInfoLog.h"
 
 #include <algorithm>

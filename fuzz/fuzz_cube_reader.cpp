@@ -1,7 +1,7 @@
 // libFuzzer target: arbitrary bytes through the .cube reader. It must never
 // crash, never allocate by a size it has not seen rows for, and either give
 // a well-formed image of finite values or an error with a line number.
-#include "host/CubeLUT.h"
+#include "host/image/CubeLUT.h"
 
 #include <cmath>
 #include <cstddef>

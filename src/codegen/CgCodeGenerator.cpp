@@ -1,8 +1,8 @@
 #include "codegen/CgCodeGenerator.h"
 
-#include "host/Paths.h"
-#include "host/ShaderContract.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/Paths.h"
+#include "host/own/ShaderContract.h"
 
 using Text = LightweightString<char>;
 namespace Key = Shader::PropertyKey;

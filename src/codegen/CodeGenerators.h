@@ -2,7 +2,7 @@
 #pragma once
 
 #include "codegen/CgCodeGenerator.h"
-#include "host/ShaderContract.h"
+#include "host/own/ShaderContract.h"
 
 // A generator for `language`: GLSL for eShadingLanguageGLSL, Cg for any other
 // value. `includeDirectory` is the shaders directory that Cg text includes

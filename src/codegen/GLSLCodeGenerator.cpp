@@ -1,7 +1,7 @@
 #include "codegen/GLSLCodeGenerator.h"
 
-#include "host/ShaderContract.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/own/ShaderContract.h"
 
 #include <cmath>
 #include <cstdint>

@@ -8,7 +8,7 @@
 // function, parameter, input, header, include, extra compile definitions.
 #pragma once
 
-#include "host/Ptr.h"
+#include "host/base/Ptr.h"
 #include "model/ShaderModel.h"
 
 class iShaderCodeGenerator : public iObject {

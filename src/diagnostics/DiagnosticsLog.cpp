@@ -1,6 +1,6 @@
 #include "diagnostics/DiagnosticsLog.h"
 
-#include "host/Strings.h"
+#include "host/base/Strings.h"
 
 #include <algorithm>
 #include <string_view>

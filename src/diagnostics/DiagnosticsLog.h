@@ -9,7 +9,7 @@
 // Threads: one run writes to it at a time.
 #pragma once
 
-#include "host/LoggerBase.h"
+#include "host/misc/LoggerBase.h"
 
 #include <functional>
 #include <string>

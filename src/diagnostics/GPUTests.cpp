@@ -1,11 +1,11 @@
 #include "diagnostics/GPUTests.h"
 
-#include "host/HostImage.h"
-#include "host/OS.h"
-#include "host/Strings.h"
-#include "host/SystemInfo.h"
-#include "host/SystemWatchdog.h"
-#include "host/Time.h"
+#include "host/base/Strings.h"
+#include "host/base/Time.h"
+#include "host/image/HostImage.h"
+#include "host/misc/SystemWatchdog.h"
+#include "host/os/OS.h"
+#include "host/os/SystemInfo.h"
 #include "manager/Manager.h"
 
 #include <algorithm>

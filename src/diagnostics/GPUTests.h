@@ -24,8 +24,8 @@
 // runAllTests has returned and report beside it.
 #pragma once
 
-#include "host/LoggerBase.h"
-#include "host/XY.h"
+#include "host/base/XY.h"
+#include "host/misc/LoggerBase.h"
 
 #include <optional>
 

@@ -2,10 +2,10 @@
 #include "effects/ShaderEffectInfo.h"
 
 #include "codegen/CodeGenerators.h"
-#include "host/OS.h"
-#include "host/Paths.h"
-#include "host/ShaderContract.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/Paths.h"
+#include "host/os/OS.h"
+#include "host/own/ShaderContract.h"
 
 #include <atomic>
 

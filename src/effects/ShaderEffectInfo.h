@@ -16,10 +16,10 @@
 #pragma once
 
 #include "codegen/iShaderCodeGenerator.h"
-#include "host/CriticalSection.h"
-#include "host/Ptr.h"
-#include "host/ShaderEffect.h"
-#include "host/TextFile.h"
+#include "host/base/CriticalSection.h"
+#include "host/base/Ptr.h"
+#include "host/misc/TextFile.h"
+#include "host/os/ShaderEffect.h"
 #include "model/ShaderModel.h"
 
 #include <cstdint>

@@ -7,9 +7,9 @@
 #include "effects/ShaderEffectInfo.h"
 
 #include "codegen/iShaderCodeGenerator.h"
-#include "host/CodeParsingUtils.h"
-#include "host/ShaderContract.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/CodeParsingUtils.h"
+#include "host/own/ShaderContract.h"
 
 #include <algorithm>
 #include <cctype>

@@ -5,7 +5,7 @@
 // byte, so that the font cache keeps one entry per distinct definition.
 #pragma once
 
-#include "host/LightweightString.h"
+#include "host/base/LightweightString.h"
 
 #include <cmath>
 #include <cstdint>

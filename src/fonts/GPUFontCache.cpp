@@ -1,7 +1,7 @@
 #include "fonts/GPUFontCache.h"
 
-#include "host/OS.h"
-#include "host/ResourceShutdown.h"
+#include "host/os/OS.h"
+#include "host/own/ResourceShutdown.h"
 
 GPUFontCache& GPUFontCache::instance() {
     static GPUFontCache cache;

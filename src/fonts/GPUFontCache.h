@@ -14,8 +14,8 @@
 #pragma once
 
 #include "fonts/FontDefinition.h"
-#include "host/Cache.h"
-#include "host/Font.h"
+#include "host/os/Font.h"
+#include "host/own/Cache.h"
 
 class GPUFontCache {
 public:

@@ -4,9 +4,9 @@
 // ColourCoefficients.cpp.
 #include "image/ColourConversion.h"
 
-#include "host/CriticalSection.h"
-#include "host/EditorPreferences.h"
-#include "host/OS.h"
+#include "host/base/CriticalSection.h"
+#include "host/misc/EditorPreferences.h"
+#include "host/os/OS.h"
 #include "image/RuntimeEffects.h"
 #include "manager/Manager.h"
 

@@ -17,10 +17,10 @@
 // the destination untouched) and true once its pass has been drawn.
 #pragma once
 
-#include "host/LightweightString.h"
-#include "host/Ptr.h"
-#include "host/ShaderEffect.h"
-#include "host/Surface.h"
+#include "host/base/LightweightString.h"
+#include "host/base/Ptr.h"
+#include "host/image/Surface.h"
+#include "host/os/ShaderEffect.h"
 
 #include <cstdint>
 

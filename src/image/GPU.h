@@ -15,12 +15,12 @@
 // first use (Manager::createShaderFromCode), under names beginning with "_".
 #pragma once
 
-#include "host/GPUImage.h"
-#include "host/HostImage.h"
-#include "host/Ptr.h"
-#include "host/Surface.h"
+#include "host/base/Ptr.h"
+#include "host/image/HostImage.h"
+#include "host/image/Surface.h"
+#include "host/os/GPUImage.h"
 
-#include "host/LightweightString.h"
+#include "host/base/LightweightString.h"
 
 #include <cstdint>
 

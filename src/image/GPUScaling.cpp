@@ -2,8 +2,8 @@
 // effects are written here and compiled at first use.
 #include "image/GPU.h"
 
-#include "host/CriticalSection.h"
-#include "host/OS.h"
+#include "host/base/CriticalSection.h"
+#include "host/os/OS.h"
 #include "image/RuntimeEffects.h"
 #include "manager/Manager.h"
 

@@ -1,11 +1,11 @@
 #include "image/GPUText.h"
 
 #include "effects/ShaderEffectInfo.h"
-#include "host/CriticalSection.h"
-#include "host/Log.h"
-#include "host/OS.h"
-#include "host/Strings.h"
-#include "host/TextFile.h"
+#include "host/base/CriticalSection.h"
+#include "host/base/Strings.h"
+#include "host/misc/Log.h"
+#include "host/misc/TextFile.h"
+#include "host/os/OS.h"
 
 #include <algorithm>
 #include <climits>

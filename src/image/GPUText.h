@@ -15,11 +15,11 @@
 // once per GPU service; a lock keeps its parameters for one caller at a time.
 #pragma once
 
-#include "host/Font.h"
-#include "host/GPUImage.h"
-#include "host/HostImage.h"
-#include "host/LightweightString.h"
-#include "host/XY.h"
+#include "host/base/LightweightString.h"
+#include "host/base/XY.h"
+#include "host/image/HostImage.h"
+#include "host/os/Font.h"
+#include "host/os/GPUImage.h"
 
 #include <vector>
 

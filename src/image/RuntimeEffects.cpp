@@ -1,6 +1,6 @@
 #include "image/RuntimeEffects.h"
 
-#include "host/OS.h"
+#include "host/os/OS.h"
 #include "manager/Manager.h"
 
 namespace Qf::Image::detail {

@@ -3,10 +3,10 @@
 // from text at their first use.
 #pragma once
 
-#include "host/LightweightString.h"
-#include "host/Ptr.h"
-#include "host/ShaderEffect.h"
-#include "host/Surface.h"
+#include "host/base/LightweightString.h"
+#include "host/base/Ptr.h"
+#include "host/image/Surface.h"
+#include "host/os/ShaderEffect.h"
 
 #include <vector>
 

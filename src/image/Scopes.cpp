@@ -1,9 +1,9 @@
 // Qf::Image::Scopes::compute: the scopes kernels of Scopes.cl run on a surface.
 #include "image/Scopes.h"
 
-#include "host/GPUCompute.h"
-#include "host/Log.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/Log.h"
+#include "host/os/GPUCompute.h"
 #include "manager/Manager.h"
 
 #include <cstring>

@@ -20,8 +20,8 @@
 // thread may call; each call uses device memory of its own.
 #pragma once
 
-#include "host/LightweightString.h"
-#include "host/Surface.h"
+#include "host/base/LightweightString.h"
+#include "host/image/Surface.h"
 
 #include <algorithm>
 #include <array>

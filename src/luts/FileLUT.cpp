@@ -1,9 +1,9 @@
 #include "luts/FileLUT.h"
 
-#include "host/CubeLUT.h"
-#include "host/LUTPaths.h"
-#include "host/Paths.h"
-#include "host/ResourceStrings.h"
+#include "host/image/CubeLUT.h"
+#include "host/misc/LUTPaths.h"
+#include "host/misc/Paths.h"
+#include "host/misc/ResourceStrings.h"
 
 #include <string>
 #include <string_view>

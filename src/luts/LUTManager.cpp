@@ -1,13 +1,13 @@
 #include "luts/LUTManager.h"
 
-#include "host/CubeLUT.h"
-#include "host/Directories.h"
-#include "host/Log.h"
-#include "host/OS.h"
-#include "host/Paths.h"
-#include "host/ResourceShutdown.h"
-#include "host/ResourceStrings.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/image/CubeLUT.h"
+#include "host/misc/Directories.h"
+#include "host/misc/Log.h"
+#include "host/misc/Paths.h"
+#include "host/misc/ResourceStrings.h"
+#include "host/os/OS.h"
+#include "host/own/ResourceShutdown.h"
 #include "luts/FileLUT.h"
 
 #include <algorithm>

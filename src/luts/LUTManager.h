@@ -27,13 +27,13 @@
 // must not hold across a refresh, installLUTs or shutdown on another thread.
 #pragma once
 
-#include "host/Colorimetry.h"
-#include "host/CriticalSection.h"
-#include "host/GPUImage.h"
-#include "host/HostImage.h"
-#include "host/LUTPaths.h"
-#include "host/Notifier.h"
-#include "host/iReclaimable.h"
+#include "host/base/CriticalSection.h"
+#include "host/image/Colorimetry.h"
+#include "host/image/HostImage.h"
+#include "host/misc/LUTPaths.h"
+#include "host/misc/Notifier.h"
+#include "host/os/GPUImage.h"
+#include "host/os/iReclaimable.h"
 #include "luts/iLUT.h"
 
 #include <map>

@@ -6,7 +6,7 @@
 // which direct LUTs exist. A Rec.601 end uses the Rec.709 direct files.
 #include "luts/LUTManager.h"
 
-#include "host/Paths.h"
+#include "host/misc/Paths.h"
 
 using Wide = LightweightString<wchar_t>;
 using namespace Qf::Image;

@@ -1,9 +1,9 @@
 // iLUT: one LUT of the catalogue, as the user interface lists it.
 #pragma once
 
-#include "host/HostImage.h"
-#include "host/LightweightString.h"
-#include "host/Ptr.h"
+#include "host/base/LightweightString.h"
+#include "host/base/Ptr.h"
+#include "host/image/HostImage.h"
 
 class iLUT : public virtual iObject {
 public:

@@ -3,7 +3,7 @@
 // empty one and before any other. Paths compare exactly.
 #pragma once
 
-#include "host/LightweightString.h"
+#include "host/base/LightweightString.h"
 
 namespace Qf::FxResources {
 

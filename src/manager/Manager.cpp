@@ -1,12 +1,12 @@
 // Manager: start-up, shut-down, discovery and the name table.
 #include "manager/Manager.h"
 
-#include "host/BackgroundTasks.h"
-#include "host/Log.h"
-#include "host/OS.h"
-#include "host/Paths.h"
-#include "host/ResourceShutdown.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/misc/Log.h"
+#include "host/misc/Paths.h"
+#include "host/os/OS.h"
+#include "host/own/ResourceShutdown.h"
 #include "manager/ShaderCompilationTask.h"
 
 #include <memory>

@@ -42,12 +42,12 @@
 #pragma once
 
 #include "effects/ShaderEffectInfo.h"
-#include "host/CriticalSection.h"
-#include "host/GPUCompute.h"
-#include "host/LightweightString.h"
-#include "host/Ptr.h"
-#include "host/Shutdown.h"
-#include "host/TaskLog.h"
+#include "host/base/CriticalSection.h"
+#include "host/base/LightweightString.h"
+#include "host/base/Ptr.h"
+#include "host/base/Shutdown.h"
+#include "host/misc/TaskLog.h"
+#include "host/os/GPUCompute.h"
 #include "manager/EffectNames.h"
 
 #include <atomic>

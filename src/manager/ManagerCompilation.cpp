@@ -2,13 +2,13 @@
 // changed files.
 #include "manager/Manager.h"
 
-#include "host/BackgroundTasks.h"
-#include "host/Log.h"
-#include "host/OS.h"
-#include "host/Paths.h"
-#include "host/StartEnv.h"
-#include "host/Strings.h"
-#include "host/Time.h"
+#include "host/base/Strings.h"
+#include "host/base/Time.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/misc/Log.h"
+#include "host/misc/Paths.h"
+#include "host/misc/StartEnv.h"
+#include "host/os/OS.h"
 
 #include <thread>
 

@@ -1,12 +1,12 @@
 // Manager: the compute context and the table of GPU programs.
 #include "manager/Manager.h"
 
-#include "host/EditorPreferences.h"
-#include "host/Log.h"
-#include "host/OS.h"
-#include "host/Paths.h"
-#include "host/Strings.h"
-#include "host/TextFile.h"
+#include "host/base/Strings.h"
+#include "host/misc/EditorPreferences.h"
+#include "host/misc/Log.h"
+#include "host/misc/Paths.h"
+#include "host/misc/TextFile.h"
+#include "host/os/OS.h"
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 // Manager: effects built at run time from generated source.
 #include "manager/Manager.h"
 
-#include "host/TextFile.h"
+#include "host/misc/TextFile.h"
 
 namespace Qf::FxResources {
 

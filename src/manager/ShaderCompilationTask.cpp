@@ -1,8 +1,8 @@
 #include "manager/ShaderCompilationTask.h"
 
-#include "host/OS.h"
-#include "host/Paths.h"
-#include "host/ResourceStrings.h"
+#include "host/misc/Paths.h"
+#include "host/misc/ResourceStrings.h"
+#include "host/os/OS.h"
 #include "manager/Manager.h"
 
 namespace Qf::FxResources {

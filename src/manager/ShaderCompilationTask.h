@@ -6,8 +6,8 @@
 // so a run never outlives its manager.
 #pragma once
 
-#include "host/BackgroundTasks.h"
-#include "host/DLL.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/misc/DLL.h"
 
 #include <condition_variable>
 #include <mutex>

@@ -4,9 +4,9 @@
 // itself sees only host/.
 #pragma once
 
-#include "host/LightweightString.h"
-#include "host/ShaderEffect.h"
-#include "host/configb.h"
+#include "host/base/LightweightString.h"
+#include "host/misc/configb.h"
+#include "host/os/ShaderEffect.h"
 
 #include <cstdint>
 #include <vector>

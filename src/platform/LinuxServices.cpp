@@ -1,6 +1,6 @@
 #include "platform/LinuxServices.h"
 
-#include "host/Log.h"
+#include "host/misc/Log.h"
 #include "platform/gl/GLService.h"
 
 LinuxServices& LinuxServices::instance() {

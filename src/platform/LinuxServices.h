@@ -12,7 +12,7 @@
 // called from any thread; creation happens once, under `m_mutex`.
 #pragma once
 
-#include "host/OS.h"
+#include "host/os/OS.h"
 #include "platform/cl/CLComputeService.h"
 #include "platform/posix/PosixServices.h"
 #include "platform/posix/PosixSystemInfo.h"

@@ -1,5 +1,5 @@
 #include "codegen/CgCodeGenerator.h"
-#include "host/Paths.h"
+#include "host/misc/Paths.h"
 
 #include <gtest/gtest.h>
 

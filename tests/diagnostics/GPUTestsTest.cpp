@@ -3,11 +3,11 @@
 // temporary shaders directory through the Linux host's file service.
 #include "diagnostics/GPUTests.h"
 #include "diagnostics/DiagnosticsLog.h"
-#include "host/BackgroundTasks.h"
-#include "host/Paths.h"
-#include "host/Shutdown.h"
-#include "host/Strings.h"
-#include "host/SystemWatchdog.h"
+#include "host/base/Shutdown.h"
+#include "host/base/Strings.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/misc/Paths.h"
+#include "host/misc/SystemWatchdog.h"
 #include "platform/LinuxServices.h"
 #include "support/RecordingGPUService.h"
 

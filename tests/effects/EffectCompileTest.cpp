@@ -2,7 +2,7 @@
 // its answer is taken back, and that one effect compiles once.
 #include "codegen/CgCodeGenerator.h"
 #include "effects/ShaderEffectInfo.h"
-#include "host/Paths.h"
+#include "host/misc/Paths.h"
 #include "support/Printers.h"
 #include "support/RecordingGPUService.h"
 #include "support/ScopedLocale.h"

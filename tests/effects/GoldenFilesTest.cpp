@@ -5,8 +5,8 @@
 // tests/data/golden/regenerate.sh rewrites them all with `qffx generate`.
 #include "codegen/CodeGenerators.h"
 #include "effects/ShaderEffectInfo.h"
-#include "host/Paths.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/Paths.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 // eviction rules, use counts, handles that outlive clear(), the size and
 // style handed to createFont, the shut-down registration, and many threads.
 #include "fonts/GPUFontCache.h"
-#include "host/ResourceShutdown.h"
+#include "host/own/ResourceShutdown.h"
 #include "support/RecordingGPUService.h"
 
 #include <gmock/gmock.h>

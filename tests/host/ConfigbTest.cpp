@@ -1,4 +1,4 @@
-#include "host/configb.h"
+#include "host/misc/configb.h"
 
 #include <gtest/gtest.h>
 

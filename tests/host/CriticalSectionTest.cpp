@@ -1,4 +1,4 @@
-#include "host/CriticalSection.h"
+#include "host/base/CriticalSection.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Leaving the process: the background queue's reported pause ends once the
 // process is exiting, and the exit callbacks run when a program leaves main
 // (or calls exit) without running them, once.
-#include "host/BackgroundTasks.h"
-#include "host/Shutdown.h"
+#include "host/base/Shutdown.h"
+#include "host/misc/BackgroundTasks.h"
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,13 @@
 // The host pieces the effect manager relies on: exit-callback and shut-down
 // order, preferences that persist, start arguments, resource texts, the
 // timing line, and the background queue's pause and task status.
-#include "host/BackgroundTasks.h"
-#include "host/EditorPreferences.h"
-#include "host/Log.h"
-#include "host/ResourceShutdown.h"
-#include "host/ResourceStrings.h"
-#include "host/Shutdown.h"
-#include "host/StartEnv.h"
+#include "host/base/Shutdown.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/misc/EditorPreferences.h"
+#include "host/misc/Log.h"
+#include "host/misc/ResourceStrings.h"
+#include "host/misc/StartEnv.h"
+#include "host/own/ResourceShutdown.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

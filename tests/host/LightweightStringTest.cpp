@@ -1,5 +1,5 @@
-#include "host/LightweightString.h"
-#include "host/Strings.h"
+#include "host/base/LightweightString.h"
+#include "host/base/Strings.h"
 
 #include <gtest/gtest.h>
 

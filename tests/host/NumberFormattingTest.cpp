@@ -1,4 +1,4 @@
-#include "host/Strings.h"
+#include "host/base/Strings.h"
 #include "support/ScopedLocale.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "host/Paths.h"
+#include "host/misc/Paths.h"
 
 #include <gtest/gtest.h>
 

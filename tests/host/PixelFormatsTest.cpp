@@ -1,9 +1,9 @@
 // The pixel-format catalogue against the layouts of docs/formats.md: the
 // formats it knows and their names, row widths against the bytes the
 // reference packer places, and pixels per texel as the conversions count them.
-#include "host/PixelFormats.h"
-#include "host/Surface.h"
+#include "host/image/PixelFormats.h"
 #include "host/SurfaceFormatsReference.h"
+#include "host/image/Surface.h"
 
 #include <gtest/gtest.h>
 

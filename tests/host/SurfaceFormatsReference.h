@@ -6,7 +6,7 @@
 // bits, the lowest bit of byte 0 first.
 #pragma once
 
-#include "host/PixelFormats.h"
+#include "host/image/PixelFormats.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,9 +1,9 @@
 // Surfaces and host images: format layouts, init's checks, copies and metadata,
 // the reference 4:2:2 packer, half floats, and trips to GPU images in memory.
-#include "host/Surface.h"
-#include "host/HostImage.h"
-#include "host/OS.h"
+#include "host/image/Surface.h"
 #include "host/SurfaceFormatsReference.h"
+#include "host/image/HostImage.h"
+#include "host/os/OS.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "host/TextFile.h"
-#include "host/CodeParsingUtils.h"
-#include "host/Files.h"
-#include "host/Strings.h"
+#include "host/misc/TextFile.h"
+#include "host/base/Strings.h"
+#include "host/misc/CodeParsingUtils.h"
+#include "host/own/Files.h"
 
 #include <gtest/gtest.h>
 

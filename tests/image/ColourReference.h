@@ -5,7 +5,7 @@
 // effects with it to within one 10-bit code.
 #pragma once
 
-#include "host/VideoData.h"
+#include "host/image/VideoData.h"
 
 #include <algorithm>
 #include <array>

@@ -3,9 +3,9 @@
 #include "LUTTestSupport.h"
 #include "support/ScopedLocale.h"
 
-#include "host/CubeLUT.h"
-#include "host/Log.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/image/CubeLUT.h"
+#include "host/misc/Log.h"
 
 #include <gtest/gtest.h>
 

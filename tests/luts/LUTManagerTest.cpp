@@ -2,11 +2,11 @@
 // and the choice of ACES transforms.
 #include "LUTTestSupport.h"
 
-#include "host/LUTPaths.h"
-#include "host/Log.h"
-#include "host/ResourceShutdown.h"
-#include "host/Shutdown.h"
-#include "host/Strings.h"
+#include "host/base/Shutdown.h"
+#include "host/base/Strings.h"
+#include "host/misc/LUTPaths.h"
+#include "host/misc/Log.h"
+#include "host/own/ResourceShutdown.h"
 #include "luts/FileLUT.h"
 #include "luts/LUTManager.h"
 #include "manager/Manager.h"

@@ -2,7 +2,7 @@
 // CPU reference interpolations, and temporary directories.
 #pragma once
 
-#include "host/HostImage.h"
+#include "host/image/HostImage.h"
 
 #include <algorithm>
 #include <array>

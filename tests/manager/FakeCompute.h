@@ -4,8 +4,8 @@
 // (buildDelay), to hold the manager's program table for a while.
 #pragma once
 
-#include "host/EditorPreferences.h"
-#include "host/GPUCompute.h"
+#include "host/misc/EditorPreferences.h"
+#include "host/os/GPUCompute.h"
 
 #include <algorithm>
 #include <atomic>

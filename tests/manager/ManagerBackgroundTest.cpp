@@ -2,8 +2,8 @@
 // the middle of a run, and yielding to on-demand compiles and a paused queue.
 #include "ManagerTestSupport.h"
 
-#include "host/StartEnv.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/StartEnv.h"
 
 #include <gmock/gmock.h>
 

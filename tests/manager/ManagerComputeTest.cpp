@@ -7,9 +7,9 @@
 #include "FakeCompute.h"
 #include "ManagerTestSupport.h"
 
-#include "host/EditorPreferences.h"
-#include "host/Paths.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/EditorPreferences.h"
+#include "host/misc/Paths.h"
 #include "platform/LinuxServices.h"
 
 #include <gmock/gmock.h>

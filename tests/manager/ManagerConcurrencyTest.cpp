@@ -7,9 +7,9 @@
 #include "FakeCompute.h"
 #include "ManagerTestSupport.h"
 
-#include "host/Paths.h"
-#include "host/Strings.h"
-#include "host/TextFile.h"
+#include "host/base/Strings.h"
+#include "host/misc/Paths.h"
+#include "host/misc/TextFile.h"
 #include "image/ColourConversion.h"
 
 #include <gmock/gmock.h>

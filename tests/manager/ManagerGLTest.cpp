@@ -3,8 +3,8 @@
 // four cases of recompileAll, and a reorder effect drawn for real.
 #include "ManagerTestSupport.h"
 
-#include "host/Paths.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/Paths.h"
 
 #include <gmock/gmock.h>
 

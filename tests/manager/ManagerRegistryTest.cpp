@@ -2,9 +2,9 @@
 // replacement by path, look-ups that do or do not compile.
 #include "ManagerTestSupport.h"
 
-#include "host/Paths.h"
-#include "host/Strings.h"
-#include "host/TextFile.h"
+#include "host/base/Strings.h"
+#include "host/misc/Paths.h"
+#include "host/misc/TextFile.h"
 
 #include <gmock/gmock.h>
 

@@ -2,7 +2,7 @@
 // createShaderFromCode's name rule.
 #include "ManagerTestSupport.h"
 
-#include "host/TextFile.h"
+#include "host/misc/TextFile.h"
 
 #include <gmock/gmock.h>
 

@@ -1,12 +1,12 @@
 #include "ManagerTestSupport.h"
 
-#include "host/BackgroundTasks.h"
-#include "host/EditorPreferences.h"
-#include "host/Log.h"
-#include "host/Paths.h"
-#include "host/Shutdown.h"
-#include "host/StartEnv.h"
-#include "host/Strings.h"
+#include "host/base/Shutdown.h"
+#include "host/base/Strings.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/misc/EditorPreferences.h"
+#include "host/misc/Log.h"
+#include "host/misc/Paths.h"
+#include "host/misc/StartEnv.h"
 #include "platform/LinuxServices.h"
 
 #include <chrono>

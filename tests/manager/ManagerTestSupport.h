@@ -5,9 +5,9 @@
 // the real OpenGL one (ManagerGLTest, skipped when EGL cannot start).
 #pragma once
 
-#include "host/BackgroundTasks.h"
-#include "host/OS.h"
-#include "host/ResourceShutdown.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/os/OS.h"
+#include "host/own/ResourceShutdown.h"
 #include "manager/Manager.h"
 #include "support/RecordingGPUService.h"
 

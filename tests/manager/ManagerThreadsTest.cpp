@@ -6,8 +6,8 @@
 #include "FakeCompute.h"
 #include "ManagerTestSupport.h"
 
-#include "host/Shutdown.h"
-#include "host/TextFile.h"
+#include "host/base/Shutdown.h"
+#include "host/misc/TextFile.h"
 
 #include <gmock/gmock.h>
 

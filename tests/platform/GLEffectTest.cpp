@@ -4,8 +4,8 @@
 
 #include "codegen/CgCodeGenerator.h"
 #include "effects/ShaderEffectInfo.h"
-#include "host/Strings.h"
-#include "host/TextFile.h"
+#include "host/base/Strings.h"
+#include "host/misc/TextFile.h"
 
 #include <algorithm>
 #include <cmath>

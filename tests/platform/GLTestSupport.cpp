@@ -1,9 +1,9 @@
 #include "GLTestSupport.h"
 
 #include "effects/ShaderEffectInfo.h"
-#include "host/Shutdown.h"
-#include "host/Strings.h"
-#include "host/TextFile.h"
+#include "host/base/Shutdown.h"
+#include "host/base/Strings.h"
+#include "host/misc/TextFile.h"
 #include "platform/LinuxServices.h"
 
 #include <atomic>

@@ -3,7 +3,7 @@
 // program then exits 77, which CTest reports as skipped.
 #pragma once
 
-#include "host/OS.h"
+#include "host/os/OS.h"
 
 #include <gtest/gtest.h>
 

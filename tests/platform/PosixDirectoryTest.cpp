@@ -1,6 +1,6 @@
 // The Linux directory listing: wildcard, regular files only, byte order of
 // the UTF-8 name, and modification stamps with their nanoseconds.
-#include "host/Strings.h"
+#include "host/base/Strings.h"
 #include "platform/posix/PosixServices.h"
 
 #include <gmock/gmock.h>

@@ -1,8 +1,8 @@
 // Readable gtest output for the host's strings and compile records.
 #pragma once
 
-#include "host/ShaderEffect.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/os/ShaderEffect.h"
 
 #include <ostream>
 

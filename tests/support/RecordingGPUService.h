@@ -11,8 +11,8 @@
 // Any thread may call; one mutex guards all recorded state.
 #pragma once
 
-#include "host/OS.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/os/OS.h"
 
 #include <algorithm>
 #include <atomic>

@@ -7,8 +7,8 @@
 // number, so a renumbering of either cannot swap HLG and PQ here.
 #pragma once
 
-#include "host/Colorimetry.h"
-#include "host/VideoData.h"
+#include "host/image/Colorimetry.h"
+#include "host/image/VideoData.h"
 
 #include <optional>
 #include <span>

@@ -9,9 +9,9 @@
 #include "ToolJson.h"
 
 #include "codegen/CodeGenerators.h"
-#include "host/Paths.h"
-#include "host/ShaderContract.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/Paths.h"
+#include "host/own/ShaderContract.h"
 
 #include <cstdio>
 #include <string>

@@ -6,8 +6,8 @@
 
 #include "diagnostics/DiagnosticsLog.h"
 #include "diagnostics/GPUTests.h"
-#include "host/OS.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/os/OS.h"
 #include "platform/LinuxServices.h"
 
 #include <cstdio>

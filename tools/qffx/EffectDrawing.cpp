@@ -1,10 +1,10 @@
 #include "EffectDrawing.h"
 
-#include "host/CubeLUT.h"
-#include "host/Files.h"
-#include "host/OS.h"
-#include "host/Paths.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/image/CubeLUT.h"
+#include "host/misc/Paths.h"
+#include "host/os/OS.h"
+#include "host/own/Files.h"
 #include "platform/png/PngFile.h"
 
 #include <set>

@@ -4,7 +4,7 @@
 #include "EffectValues.h"
 
 #include "effects/ShaderEffectInfo.h"
-#include "host/HostImage.h"
+#include "host/image/HostImage.h"
 
 #include <map>
 #include <string>

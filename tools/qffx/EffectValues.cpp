@@ -1,7 +1,7 @@
 #include "EffectValues.h"
 
 #include "codegen/CodeGenerators.h"
-#include "host/Paths.h"
+#include "host/misc/Paths.h"
 
 #include <algorithm>
 

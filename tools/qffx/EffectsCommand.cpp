@@ -5,11 +5,11 @@
 #include "ToolJson.h"
 
 #include "codegen/CodeGenerators.h"
-#include "host/BackgroundTasks.h"
-#include "host/Log.h"
-#include "host/Paths.h"
-#include "host/StartEnv.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/misc/Log.h"
+#include "host/misc/Paths.h"
+#include "host/misc/StartEnv.h"
 #include "manager/Manager.h"
 
 #include <cstdio>

@@ -2,7 +2,7 @@
 // FFmpeg's raw pixel formats, read and written one frame at a time.
 #include "FrameFormats.h"
 
-#include "host/HostImage.h"
+#include "host/image/HostImage.h"
 #include "platform/png/PngFile.h"
 
 #include <algorithm>

@@ -8,7 +8,7 @@
 // pixel (4:2:2 and 4:4:4 at 8 or 10 bits).
 #pragma once
 
-#include "host/PixelFormats.h"
+#include "host/image/PixelFormats.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -4,7 +4,7 @@
 #include "ToolEffects.h"
 
 #include "codegen/CodeGenerators.h"
-#include "host/Paths.h"
+#include "host/misc/Paths.h"
 
 #include <cstdio>
 

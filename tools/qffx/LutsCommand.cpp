@@ -5,13 +5,13 @@
 #include "ToolEffects.h"
 #include "ToolJson.h"
 
-#include "host/CubeLUT.h"
-#include "host/LUTPaths.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/image/CubeLUT.h"
+#include "host/misc/LUTPaths.h"
 #include "luts/LUTManager.h"
 
 #ifdef QFFX_HAVE_PLATFORM
-#include "host/OS.h"
+#include "host/os/OS.h"
 #include "image/GPU.h"
 #include "platform/png/PngFile.h"
 #endif

@@ -1,7 +1,7 @@
 #include "Options.h"
 
-#include "host/Paths.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/Paths.h"
 
 #include <filesystem>
 

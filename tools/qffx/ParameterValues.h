@@ -1,7 +1,7 @@
 // Parsing "--set NAME=VALUE" values for a compiled parameter's type.
 #pragma once
 
-#include "host/ShaderEffect.h"
+#include "host/os/ShaderEffect.h"
 
 #include <string>
 #include <vector>

@@ -11,7 +11,7 @@
 #include "ToolEffects.h"
 
 #include "fonts/GPUFontCache.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
 #include "image/GPUText.h"
 #include "platform/png/PngFile.h"
 

@@ -10,7 +10,7 @@
 // under --verbose.
 #pragma once
 
-#include "host/Log.h"
+#include "host/misc/Log.h"
 
 #include <string>
 #include <string_view>

@@ -4,8 +4,8 @@
 #include "ParameterValues.h"
 #include "ToolEffects.h"
 
-#include "host/HostImage.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/image/HostImage.h"
 #include "platform/png/PngFile.h"
 
 #include <cstdio>

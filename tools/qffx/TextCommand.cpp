@@ -4,8 +4,8 @@
 #include "ToolEffects.h"
 
 #include "fonts/GPUFontCache.h"
-#include "host/HostImage.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/image/HostImage.h"
 #include "image/GPUText.h"
 #include "platform/fonts/FreeTypeFont.h"
 #include "platform/png/PngFile.h"

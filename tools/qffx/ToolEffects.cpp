@@ -1,12 +1,12 @@
 #include "ToolEffects.h"
 
-#include "host/Paths.h"
-#include "host/Strings.h"
-#include "host/TextFile.h"
+#include "host/base/Strings.h"
+#include "host/misc/Paths.h"
+#include "host/misc/TextFile.h"
 
 #ifdef QFFX_HAVE_PLATFORM
-#include "host/BackgroundTasks.h"
-#include "host/ShaderContract.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/own/ShaderContract.h"
 #include "manager/Manager.h"
 #include "platform/LinuxServices.h"
 #include "platform/gl/GLInfoLog.h"

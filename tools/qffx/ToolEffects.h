@@ -5,8 +5,8 @@
 #include "Reporter.h"
 
 #include "effects/ShaderEffectInfo.h"
-#include "host/OS.h"
-#include "host/Ptr.h"
+#include "host/base/Ptr.h"
+#include "host/os/OS.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
 #include "ToolJson.h"
 
-#include "host/Strings.h"
+#include "host/base/Strings.h"
 
 #include <cmath>
 

@@ -3,10 +3,10 @@
 #include "Commands.h"
 #include "ToolEffects.h"
 
-#include "host/BackgroundTasks.h"
-#include "host/Log.h"
-#include "host/Paths.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/BackgroundTasks.h"
+#include "host/misc/Log.h"
+#include "host/misc/Paths.h"
 #include "manager/Manager.h"
 
 #include <cerrno>

@@ -1,7 +1,7 @@
 // qffx: the command-line tool over the effects library.
 #include "Commands.h"
 
-#include "host/Shutdown.h"
+#include "host/base/Shutdown.h"
 
 #include <clocale>
 #include <csignal>

@@ -1,6 +1,6 @@
 #include "platform/cl/CLComputeService.h"
 
-#include "host/Log.h"
+#include "host/misc/Log.h"
 #include "platform/cl/CLApi.h"
 #include "platform/cl/CLContext.h"
 

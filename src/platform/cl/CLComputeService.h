@@ -10,7 +10,7 @@
 // Threads: any thread may call; `m_mutex` guards the remembered reason.
 #pragma once
 
-#include "host/GPUCompute.h"
+#include "host/os/GPUCompute.h"
 
 #include <mutex>
 #include <string>

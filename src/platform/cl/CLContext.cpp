@@ -1,7 +1,7 @@
 #include "platform/cl/CLContext.h"
 
-#include "host/ImageLimits.h"
-#include "host/Log.h"
+#include "host/misc/Log.h"
+#include "host/own/ImageLimits.h"
 #include "platform/cl/CLMemory.h"
 #include "platform/cl/CLProgram.h"
 

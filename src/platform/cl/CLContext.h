@@ -18,7 +18,7 @@
 // serialises its argument setting and launch (see CLProgram).
 #pragma once
 
-#include "host/GPUCompute.h"
+#include "host/os/GPUCompute.h"
 #include "platform/cl/CLApi.h"
 
 #include <mutex>

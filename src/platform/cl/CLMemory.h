@@ -4,7 +4,7 @@
 // the cl_mem of either through that base.
 #pragma once
 
-#include "host/GPUCompute.h"
+#include "host/os/GPUCompute.h"
 #include "platform/cl/CLApi.h"
 #include "platform/cl/CLContext.h"
 

@@ -6,7 +6,7 @@
 // objects are made on first use and kept.
 #pragma once
 
-#include "host/GPUCompute.h"
+#include "host/os/GPUCompute.h"
 #include "platform/cl/CLApi.h"
 #include "platform/cl/CLContext.h"
 

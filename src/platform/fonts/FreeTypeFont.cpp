@@ -1,8 +1,8 @@
 #include "platform/fonts/FreeTypeFont.h"
 
-#include "host/HostImage.h"
-#include "host/Log.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/image/HostImage.h"
+#include "host/misc/Log.h"
 
 #include <fontconfig/fontconfig.h>
 #include <ft2build.h>

@@ -14,8 +14,8 @@
 // its own calls.
 #pragma once
 
-#include "host/Font.h"
-#include "host/OS.h"
+#include "host/os/Font.h"
+#include "host/os/OS.h"
 
 class FreeTypeFonts {
 public:

@@ -12,9 +12,9 @@
 // create() returns and only read afterwards.
 #pragma once
 
-#include "host/GPUImage.h"
-#include "host/Ptr.h"
-#include "host/ShaderEffect.h"
+#include "host/base/Ptr.h"
+#include "host/os/GPUImage.h"
+#include "host/os/ShaderEffect.h"
 #include "platform/gl/GLContextLock.h"
 #include "platform/gl/GLFormats.h"
 

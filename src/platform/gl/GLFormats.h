@@ -7,7 +7,7 @@
 // and read-backs copy bits and round-trip exactly.
 #pragma once
 
-#include "host/GPUImage.h"
+#include "host/os/GPUImage.h"
 #include "platform/gl/GLApi.h"
 
 struct GLFormat {

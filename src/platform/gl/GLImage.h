@@ -11,9 +11,9 @@
 // code under that lock only.
 #pragma once
 
-#include "host/ImageLimits.h"
+#include "host/own/ImageLimits.h"
 
-#include "host/GPUImage.h"
+#include "host/os/GPUImage.h"
 #include "platform/gl/GLDevice.h"
 
 class GLImage : public iGPUImage {

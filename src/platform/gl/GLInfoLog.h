@@ -10,7 +10,7 @@
 // "ERROR: S:L: ..." (AMD and others).
 #pragma once
 
-#include "host/ShaderEffect.h"
+#include "host/os/ShaderEffect.h"
 
 #include <cstddef>
 #include <optional>

@@ -14,7 +14,7 @@
 // type and location never change.
 #pragma once
 
-#include "host/ShaderEffect.h"
+#include "host/os/ShaderEffect.h"
 #include "platform/gl/GLApi.h"
 
 #include <mutex>

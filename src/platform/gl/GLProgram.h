@@ -9,7 +9,7 @@
 // All functions but assembleFragmentSource run under the context lock.
 #pragma once
 
-#include "host/ShaderEffect.h"
+#include "host/os/ShaderEffect.h"
 #include "platform/gl/GLApi.h"
 #include "platform/gl/GLInfoLog.h"
 

@@ -1,9 +1,9 @@
 #include "platform/gl/GLService.h"
 
-#include "host/Files.h"
-#include "host/Paths.h"
-#include "host/ShaderContract.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/Paths.h"
+#include "host/own/Files.h"
+#include "host/own/ShaderContract.h"
 #include "platform/fonts/FreeTypeFont.h"
 #include "platform/gl/GLImage.h"
 #include "platform/gl/GLProgram.h"

@@ -16,7 +16,7 @@
 // All operations may be called from any thread.
 #pragma once
 
-#include "host/OS.h"
+#include "host/os/OS.h"
 #include "platform/gl/GLDevice.h"
 
 #include <memory>

@@ -1,6 +1,6 @@
 #include "platform/gl/GLShaderEffect.h"
 
-#include "host/ShaderContract.h"
+#include "host/own/ShaderContract.h"
 #include "platform/gl/GLImage.h"
 
 #include <map>

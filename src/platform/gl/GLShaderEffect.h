@@ -30,8 +30,8 @@
 // run under the context lock, one at a time.
 #pragma once
 
-#include "host/ShaderContract.h"
-#include "host/ShaderEffect.h"
+#include "host/os/ShaderEffect.h"
+#include "host/own/ShaderContract.h"
 #include "platform/gl/GLDevice.h"
 #include "platform/gl/GLParam.h"
 #include "platform/gl/GLProgram.h"

@@ -7,7 +7,7 @@
 // Threads: one thread uses a timer at a time.
 #pragma once
 
-#include "host/GPUTimer.h"
+#include "host/os/GPUTimer.h"
 #include "platform/gl/GLDevice.h"
 
 #include <vector>

@@ -1,7 +1,7 @@
 #include "PngFile.h"
 
-#include "host/Files.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/own/Files.h"
 
 #include <png.h>
 

@@ -15,8 +15,8 @@
 // any pixel memory is taken.
 #pragma once
 
-#include "host/HostImage.h"
-#include "host/LightweightString.h"
+#include "host/base/LightweightString.h"
+#include "host/image/HostImage.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,8 @@
 #include "platform/posix/PosixServices.h"
 
-#include "host/Log.h"
-#include "host/Paths.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/Log.h"
+#include "host/misc/Paths.h"
 
 #include <cerrno>
 #include <ctime>

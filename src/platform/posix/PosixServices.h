@@ -3,7 +3,7 @@
 // Stateless; any thread may call.
 #pragma once
 
-#include "host/OS.h"
+#include "host/os/OS.h"
 
 class PosixFileService final : public iFileService {
 public:

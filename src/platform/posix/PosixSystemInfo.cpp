@@ -1,7 +1,7 @@
 #include "platform/posix/PosixSystemInfo.h"
 
-#include "host/Files.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/own/Files.h"
 
 #include <sched.h>
 #include <sys/sysinfo.h>

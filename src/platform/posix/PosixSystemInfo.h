@@ -5,7 +5,7 @@
 // Stateless; any thread may call.
 #pragma once
 
-#include "host/SystemInfo.h"
+#include "host/os/SystemInfo.h"
 
 #include <string_view>
 

@@ -8,7 +8,7 @@
 
 #include "platform/GLTestSupport.h"
 
-#include "host/Strings.h"
+#include "host/base/Strings.h"
 
 #include <gtest/gtest.h>
 

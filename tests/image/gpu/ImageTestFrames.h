@@ -6,9 +6,9 @@
 
 #include "platform/GLTestSupport.h"
 
-#include "host/HostImage.h"
-#include "host/OS.h"
-#include "host/Surface.h"
+#include "host/image/HostImage.h"
+#include "host/image/Surface.h"
+#include "host/os/OS.h"
 #include "manager/Manager.h"
 
 #include <cmath>

@@ -7,9 +7,9 @@
 #include "../LUTTestSupport.h"
 #include "platform/GLTestSupport.h"
 
-#include "host/CubeLUT.h"
-#include "host/LUTPaths.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/image/CubeLUT.h"
+#include "host/misc/LUTPaths.h"
 #include "image/GPU.h"
 #include "luts/LUTManager.h"
 

@@ -8,9 +8,9 @@
 // The effects of SHADERS_DIR are copied (several times over, so that the run
 // is long) into a temporary directory; main returns DELAY_MS after start-up
 // (default 30), with the run under way.
-#include "host/OS.h"
-#include "host/Paths.h"
-#include "host/Strings.h"
+#include "host/base/Strings.h"
+#include "host/misc/Paths.h"
+#include "host/os/OS.h"
 #include "manager/Manager.h"
 #include "platform/LinuxServices.h"
 
