@@ -14,6 +14,7 @@
 // 1/16 to alpha once or twice, legal BT.709 with full gamut scaling once).
 // A combination missing from the tables sets nothing at all.
 #include "image/ColourConversion.h"
+#include "image/GPUPass.h"
 
 #include <atomic>
 #include <initializer_list>
@@ -22,68 +23,42 @@ namespace Qf::Image {
 
 namespace {
 
-using Matrix = float[9];
-using Vector = float[4];
-
-void writeMatrix(iShaderEffect& effect, const char* name, const float* rows) {
-    if (const Ptr<iShaderParam> p = effect.getParam(LightweightString<char>(name))) p->setMatrix3x3(rows);
-}
-void writeVector(iShaderEffect& effect, const char* name, const float* xyzw) {
-    if (const Ptr<iShaderParam> p = effect.getParam(LightweightString<char>(name))) p->setFloat4(xyzw);
-}
-void writeFloat(iShaderEffect& effect, const char* name, float value) {
-    if (const Ptr<iShaderParam> p = effect.getParam(LightweightString<char>(name))) p->setFloat(value);
-}
-
 // --- RGB to Y'CrCb ---
 
-struct Forward {
-    Matrix mul;
-    Vector mulY;
-};
+// The first column of a forward matrix (the weights of Y') is also written
+// on its own, as "coefsMulY".
+void writeForward(iShaderEffect& effect, const Matrix3x3& mul, const Float4& add, float addY) {
+    writeParam(effect, "coefsMul", mul);
+    writeParam(effect, "coefsAdd", add);
+    writeParam(effect, "coefsMulY", Float4{mul[0], mul[3], mul[6], 0});
+    writeParam(effect, "coefsAddY", addY);
+}
 
 // Legal-range destinations, by colourimetry (3, 4 and 5 share the BT.2020 row).
-const Forward kForwardBT601 = {
-    {0.2560352f, 0.4393939f, -0.148283f, 0.502651f, -0.3679376f, -0.2911109f, 0.09761877f, -0.07145636f, 0.4393939f},
-    {0.2560352f, 0.502651f, 0.09761877f, 0}};
-const Forward kForwardBT709 = {
-    {0.1820504f, 0.439393f, -0.1007015f, 0.6124293f, -0.3991033f, -0.3387664f, 0.06182522f, -0.04028979f, 0.4394679f},
-    {0.1820504f, 0.6124293f, 0.06182522f, 0}};
-const Forward kForwardBT2020 = {
-    {0.2249513f, 0.4393615f, -0.1227008f, 0.5805748f, -0.4040243f, -0.3166774f, 0.05077889f, -0.03533723f, 0.4393781f},
-    {0.2249513f, 0.5805748f, 0.05077889f, 0}};
-const Forward kForwardDCIP3 = {
-    {0.1793959f, 0.4411229f, -0.09923316f, 0.6179097f, -0.4026746f, -0.3417979f, 0.05899941f, -0.03844829f, 0.441031f},
-    {0.1793959f, 0.6179097f, 0.05899941f, 0}};
-const Forward kForwardP3D65 = {
-    {0.1960938f, 0.4302413f, -0.1084697f, 0.5923061f, -0.3859895f, -0.3276352f, 0.06790499f, -0.0442518f, 0.4361049f},
-    {0.1960938f, 0.5923061f, 0.06790499f, 0}};
-const Vector kForwardLegalAdd = {0.0625f, 0.5f, 0.5f, 0};
+struct Forward {
+    std::initializer_list<uint32_t> colourimetries;
+    Matrix3x3 mul;
+};
+const Forward kLegalForward[] = {
+    {{1}, {0.2560352f, 0.4393939f, -0.148283f, 0.502651f, -0.3679376f, -0.2911109f, 0.09761877f, -0.07145636f, 0.4393939f}},
+    {{2}, {0.1820504f, 0.439393f, -0.1007015f, 0.6124293f, -0.3991033f, -0.3387664f, 0.06182522f, -0.04028979f, 0.4394679f}},
+    {{3, 4, 5},
+     {0.2249513f, 0.4393615f, -0.1227008f, 0.5805748f, -0.4040243f, -0.3166774f, 0.05077889f, -0.03533723f, 0.4393781f}},
+    {{6}, {0.1793959f, 0.4411229f, -0.09923316f, 0.6179097f, -0.4026746f, -0.3417979f, 0.05899941f, -0.03844829f, 0.441031f}},
+    {{7}, {0.1960938f, 0.4302413f, -0.1084697f, 0.5923061f, -0.3859895f, -0.3276352f, 0.06790499f, -0.0442518f, 0.4361049f}},
+};
+const Float4 kForwardLegalAdd = {0.0625f, 0.5f, 0.5f, 0};
 constexpr float kForwardLegalAddY = 0.0625f;
 
 // The one full-range destination with a table of its own: BT.601.
-const Forward kForwardFullBT601 = {{0.299f, 0.5f, -0.1687359f, 0.587f, -0.4186876f, -0.3312641f, 0.114f, -0.08131241f, 0.5f},
-                                   {0.299f, 0.587f, 0.114f, 0}};
-const Vector kForwardFullAdd = {0, 0.5f, 0.5f, 0};
+const Matrix3x3 kForwardFullBT601 = {0.299f, 0.5f, -0.1687359f, 0.587f, -0.4186876f, -0.3312641f, 0.114f, -0.08131241f, 0.5f};
+const Float4 kForwardFullAdd = {0, 0.5f, 0.5f, 0};
 
 const Forward* legalForward(uint32_t colourimetry) {
-    switch (colourimetry) {
-    case 1: return &kForwardBT601;
-    case 2: return &kForwardBT709;
-    case 3:
-    case 4:
-    case 5: return &kForwardBT2020;
-    case 6: return &kForwardDCIP3;
-    case 7: return &kForwardP3D65;
-    default: return nullptr;
-    }
-}
-
-void writeForward(iShaderEffect& effect, const Forward& f, const Vector& add, float addY) {
-    writeMatrix(effect, "coefsMul", f.mul);
-    writeVector(effect, "coefsAdd", add);
-    writeVector(effect, "coefsMulY", f.mulY);
-    writeFloat(effect, "coefsAddY", addY);
+    for (const Forward& row : kLegalForward)
+        for (uint32_t c : row.colourimetries)
+            if (c == colourimetry) return &row;
+    return nullptr;
 }
 
 // --- Y'CrCb to RGB ---
@@ -94,9 +69,9 @@ struct Inverse {
     uint32_t range;
     std::initializer_list<uint32_t> colourimetries;
     GS gs;
-    Vector add1;
-    Matrix mul2;
-    Vector add3;
+    Float4 add1;
+    Matrix3x3 mul2;
+    Float4 add3;
 };
 
 constexpr float kC = 0.5004888f;  // 512/1023
@@ -129,12 +104,12 @@ void ColourConversion::setForwardCoefficients(iShaderEffect& effect, uint32_t sr
                                               uint32_t dstColourimetry) {
     if (srcRange != Data::Video::eFullRange) return; // only full-range RGB has a table
     if (dstRange == Data::Video::eLegalRange) {
-        if (const Forward* f = legalForward(dstColourimetry)) writeForward(effect, *f, kForwardLegalAdd, kForwardLegalAddY);
+        if (const Forward* f = legalForward(dstColourimetry)) writeForward(effect, f->mul, kForwardLegalAdd, kForwardLegalAddY);
     } else if (dstRange == Data::Video::eFullRange) {
         if (dstColourimetry == 1) writeForward(effect, kForwardFullBT601, kForwardFullAdd, 0);
         // BT.709 keeps the legal-range row here, as the editor always has.
         else if (dstColourimetry == 2)
-            writeForward(effect, kForwardBT709, kForwardLegalAdd, kForwardLegalAddY);
+            writeForward(effect, legalForward(2)->mul, kForwardLegalAdd, kForwardLegalAddY);
     }
 }
 
@@ -145,9 +120,9 @@ void ColourConversion::setInverseCoefficients(iShaderEffect& effect, uint32_t sr
         if (row.range != srcRange || row.gs != gs) continue;
         for (uint32_t c : row.colourimetries)
             if (c == srcColourimetry) {
-                writeVector(effect, "ccCoefsAdd1", row.add1);
-                writeMatrix(effect, "ccCoefsMul2", row.mul2);
-                writeVector(effect, "ccCoefsAdd3", row.add3);
+                writeParam(effect, "ccCoefsAdd1", row.add1);
+                writeParam(effect, "ccCoefsMul2", row.mul2);
+                writeParam(effect, "ccCoefsAdd3", row.add3);
                 return;
             }
     }
