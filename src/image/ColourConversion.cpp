@@ -18,10 +18,20 @@ namespace {
 
 constexpr const char* kOwner = "ColourConversion";
 
-// Packed-format arithmetic, kept in this one place so that it can come from
-// the host's pixel-format catalogue: image pixels per GPU texel of a surface
-// (0 without a GPU image, or when a texel holds less than one pixel).
+// --- Packed-format arithmetic, kept in this one place so that it can come
+// from the host's pixel-format catalogue (the M101 packer's width already
+// comes from Surface's layout of M101). ---
+// Image pixels per GPU texel of a surface (0 without a GPU image, or when a
+// texel holds less than one pixel).
 unsigned pixelsPerTexel(const Surface& s) { return s.getPixelsPerTexel(); }
+// `s` described as "YUY2" held in texels of `texelBits`: two pixels, four samples a texel.
+void describeAsYUY2(Surface& s, unsigned texelBits) {
+    s.setDataFormat(Format::eYUY2);
+    s.setBitsPerComponent(uint16_t(texelBits >> 2));
+    s.setBitsPerPixel(uint16_t(texelBits >> 1));
+    s.setStride((s.getWidth() * s.getBitsPerPixel()) >> 3);
+}
+// --- end of the packed-format arithmetic ---
 
 float texelWidth(const Ptr<iGPUImage>& image) { return image ? float(image->getSize().x) : 0.0f; }
 
@@ -216,11 +226,7 @@ bool ColourConversion::unpackMatrox10BitFormat(const Surface& src, Surface& dst)
     pass.setIfDeclared("pSourceImageTotalWidthInDWORDs", texelWidth(input))
         .draw({spanBinding("gSourceImage", input, 0, texelWidth(target))});
     if (!report(kOwner, pass.finish(source, dst, Metadata::eFromSource))) return false;
-    const unsigned texelBits = target->getBitsPerTexel();
-    dst.setDataFormat(Format::eYUY2);
-    dst.setBitsPerComponent(uint16_t(texelBits >> 2));
-    dst.setBitsPerPixel(uint16_t(texelBits >> 1));
-    dst.setStride((dst.getWidth() * dst.getBitsPerPixel()) >> 3);
+    describeAsYUY2(dst, target->getBitsPerTexel());
     return true;
 }
 

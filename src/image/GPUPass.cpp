@@ -32,6 +32,8 @@ std::vector<Text> linesOf(std::string_view code) {
     return lines;
 }
 
+CriticalSection& usageLock() { return Manager::instance().getShaderUsageLock(); }
+
 } // namespace
 
 bool writeParam(iShaderEffect& effect, const char* name, const ParamValue& value) {
@@ -57,8 +59,6 @@ bool isRGBASurface(const Surface& s) {
     const Format f = s.getDataFormat();
     return f == Format::eRGBA || f == Format::eRGBAHalf || f == Format::eRGBAFloat;
 }
-
-static CriticalSection& usageLock() { return Manager::instance().getShaderUsageLock(); }
 
 GPUPass::GPUPass(const Text& name) : m_hold(usageLock()), m_name("\"" + name.str() + "\"") {
     const Ptr<ShaderEffectInfo> info = Manager::instance().findEffect(name, false);
