@@ -7,14 +7,11 @@
 // parameters before it draws. The byte layouts of the formats, the siting of
 // 4:2:2 chroma and what each Filter does are written down in docs/formats.md.
 //
-// Effects are shared objects of the effect manager, so their parameters are
-// global state: every operation holds the manager's shader-usage lock (a
-// recursive CriticalSection) from its first parameter write to the end of its
-// draw. Any thread may call. Nothing here keeps state of its own except the
-// process-wide full-range override.
-//
-// Each operation returns false when its effect is missing (nothing drawn,
-// the destination untouched) and true once its pass has been drawn.
+// Each operation is one GPUPass (image/GPUPass.h), under the manager's
+// shader-usage lock; any thread may call. It returns true once its pass has
+// been drawn, and otherwise logs why and returns false (a missing effect:
+// nothing drawn, the destination untouched). Nothing here keeps state of its
+// own except the process-wide full-range override.
 #pragma once
 
 #include "host/base/LightweightString.h"

@@ -1,10 +1,9 @@
 // Qf::Image::GPU: image operations that run effects on surfaces' GPU images.
 //
-// Each operation is static, returns false when it cannot run (no GPU
-// service, a missing effect, an unsuitable surface), and leaves the
-// destination as it was then. Effects are shared, so each operation holds
-// the effect manager's shader-usage lock while it sets the effect's
-// parameters and draws. Any thread may call.
+// Each operation is static and one GPUPass (image/GPUPass.h), under the
+// manager's shader-usage lock; any thread may call. When it cannot run (no
+// GPU service, a missing effect, an unsuitable surface) it logs why, returns
+// false and leaves the destination as it was.
 //
 // "RGBA surfaces" below are "RGBA" (8 or 16 bits), "RGBh" and "RGBf"
 // surfaces with a GPU image. Unless an operation says otherwise, its result

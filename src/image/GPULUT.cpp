@@ -2,50 +2,30 @@
 // "ApplyCubeLUT" (resources/shaders/ApplyCubeLUT.fx).
 #include "image/GPU.h"
 
-#include "host/base/CriticalSection.h"
-#include "host/os/OS.h"
-#include "image/RuntimeEffects.h"
-#include "manager/Manager.h"
+#include "image/GPUPass.h"
 
 namespace Qf::Image {
 
-using detail::isRGBASurface;
-
 bool GPU::applyLUT(const Surface& sourceSurface, Surface& destination, const Ptr<iGPUImage>& lut, const LUTMapping& mapping,
                    eLUTInterpolation interpolation) {
-    // A shallow copy: the source may be the destination itself.
-    const Surface source = sourceSurface;
-    iGPUService* gpu = OS()->gpu();
-    const Ptr<iGPUImage> input = source.getGPUSurface();
-    if (!gpu || !input || input->is3D() || !isRGBASurface(source)) return false;
+    const Surface source = sourceSurface; // the source may be the destination itself
     if (!lut || !lut->is3D() || lut->getSize().x < 2 || lut->getSize().x != lut->getSize().y ||
         lut->getSize().x != lut->getDepth())
-        return false;
-    if (interpolation != eTrilinear && interpolation != eTetrahedral) return false;
-
-    Ptr<iGPUImage> target = destination.getGPUSurface();
-    const bool reuse = target && !target->is3D() && target->getSize() == input->getSize() && target != input;
-    if (!reuse) target = gpu->createImage(input->getSize(), input->getFormat());
-    if (!target) return false;
-
-    // The effect is shared: its parameters are set and it draws under the
-    // manager's shader-usage lock, as every shared effect is.
-    Qf::FxResources::Manager& manager = Qf::FxResources::Manager::instance();
-    CriticalSectionLock hold(manager.getShaderUsageLock());
-    const Ptr<iShaderEffect> effect = manager.findShader("ApplyCubeLUT");
-    if (!effect) return false;
-    const bool set = detail::setFloatParam(*effect, "LutSize", float(lut->getSize().x)) &&
-                     detail::setFloat3Param(*effect, "InScale", mapping.inScale.data()) &&
-                     detail::setFloat3Param(*effect, "InOffset", mapping.inOffset.data()) &&
-                     detail::setFloatParam(*effect, "OutScale", mapping.outScale) &&
-                     detail::setFloatParam(*effect, "OutOffset", mapping.outOffset) &&
-                     effect->setTechnique(uint16_t(interpolation));
-    if (!set) return false;
-    if (!effect->draw(target, {ShaderInputBinding::whole("Input", input), ShaderInputBinding::whole("Lut", lut)})) return false;
-
-    if (!reuse) destination = Surface::forGPUImage(target);
-    destination.copyMetadataFrom(source);
-    return true;
+        return report("GPU::applyLUT", "the LUT is not a cube-shaped 3D image of at least 2 a side");
+    if (interpolation != eTrilinear && interpolation != eTetrahedral)
+        return report("GPU::applyLUT", "there is no such interpolation");
+    GPUPass pass(LightweightString<char>("ApplyCubeLUT"));
+    const Ptr<iGPUImage> input = pass.input(source);
+    pass.require(isRGBASurface(source) && !(input && input->is3D()), "the source is not an RGBA surface");
+    if (input) pass.target(destination, Target::eSameSizeOrNew, input->getSize(), input->getFormat(), input);
+    pass.set("LutSize", float(lut->getSize().x))
+        .set("InScale", mapping.inScale)
+        .set("InOffset", mapping.inOffset)
+        .set("OutScale", mapping.outScale)
+        .set("OutOffset", mapping.outOffset)
+        .technique(uint16_t(interpolation))
+        .draw({ShaderInputBinding::whole("Input", input), ShaderInputBinding::whole("Lut", lut)});
+    return report("GPU::applyLUT", pass.finish(source, destination, Metadata::eFromSource));
 }
 
 } // namespace Qf::Image

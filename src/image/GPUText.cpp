@@ -1,11 +1,8 @@
 #include "image/GPUText.h"
 
-#include "effects/ShaderEffectInfo.h"
-#include "host/base/CriticalSection.h"
 #include "host/base/Strings.h"
-#include "host/misc/Log.h"
-#include "host/misc/TextFile.h"
 #include "host/os/OS.h"
+#include "image/GPUPass.h"
 
 #include <algorithm>
 #include <climits>
@@ -20,77 +17,33 @@ namespace {
 // coordinates) keeps out its neighbours. Technique 2 blends the colour over
 // the destination (uv1) by the coverage (uv2; Border sampling makes it 0
 // outside the text). Technique 3 copies its input.
-const char* const kTextEffect[] = {
-    "DeclareQuillframeEffect( NULL, Internal, Text, kNoNotes, kNoFlags );",
-    "DeclareInput( Coverage, Point );",
-    "DeclareInput( Atlas, Point );",
-    "DeclareInput( Destination, Point );",
-    "DeclareFloat4Param( GlyphBox, \"Glyph box\", kNoGroup, kNoFlags, 0, 0, 0, 0 )",
-    "DeclareFloat4Param( TextColour, \"Colour\", kNoGroup, kNoFlags, 1, 1, 1, 1 )",
-    "DeclareEntryPoint( AddGlyph )",
-    "{",
-    "   float previous = tex2D( Coverage, uv1 ).a;",
-    "   float inside = step( GlyphBox.x, uv2.x ) * step( uv2.x, GlyphBox.z )",
-    "                * step( GlyphBox.y, uv2.y ) * step( uv2.y, GlyphBox.w );",
-    "   float c = max( previous, tex2D( Atlas, uv2 ).a * inside );",
-    "   return float4( c, c, c, c );",
-    "}",
-    "DeclareEntryPoint( Blend )",
-    "{",
-    "   float4 d = tex2D( Destination, uv1 );",
-    "   float a = TextColour.a * tex2D( Coverage, uv2 ).a;",
-    "   float outA = a + d.a * ( 1.0 - a );",
-    "   float3 rgb = ( TextColour.rgb * a + d.rgb * d.a * ( 1.0 - a ) ) / max( outA, 0.000001 );",
-    "   return float4( rgb, outA );",
-    "}",
-    "DeclareEntryPoint( Copy )",
-    "{",
-    "   return tex2D( Destination, uv1 );",
-    "}",
-};
+const char* const kTextEffect = R"(DeclareQuillframeEffect( NULL, Internal, Text, kNoNotes, kNoFlags );
+DeclareInput( Coverage, Point );
+DeclareInput( Atlas, Point );
+DeclareInput( Destination, Point );
+DeclareFloat4Param( GlyphBox, "Glyph box", kNoGroup, kNoFlags, 0, 0, 0, 0 )
+DeclareFloat4Param( TextColour, "Colour", kNoGroup, kNoFlags, 1, 1, 1, 1 )
+DeclareEntryPoint( AddGlyph )
+{
+   float previous = tex2D( Coverage, uv1 ).a;
+   float inside = step( GlyphBox.x, uv2.x ) * step( uv2.x, GlyphBox.z )
+                * step( GlyphBox.y, uv2.y ) * step( uv2.y, GlyphBox.w );
+   float c = max( previous, tex2D( Atlas, uv2 ).a * inside );
+   return float4( c, c, c, c );
+}
+DeclareEntryPoint( Blend )
+{
+   float4 d = tex2D( Destination, uv1 );
+   float a = TextColour.a * tex2D( Coverage, uv2 ).a;
+   float outA = a + d.a * ( 1.0 - a );
+   float3 rgb = ( TextColour.rgb * a + d.rgb * d.a * ( 1.0 - a ) ) / max( outA, 0.000001 );
+   return float4( rgb, outA );
+}
+DeclareEntryPoint( Copy )
+{
+   return tex2D( Destination, uv1 );
+})";
 enum eTechnique : uint16_t { eAddGlyph = 0, eBlend = 1, eCopy = 2 };
-
-CriticalSection g_textLock; // held while the shared effect is set up and draws
-
-// The effect, compiled once per GPU service (tests switch services).
-Ptr<iShaderEffect> textEffect(iGPUService& gpu) {
-    static iGPUService* s_gpu = nullptr;
-    static Ptr<iShaderEffect> s_effect;
-    if (s_effect && s_gpu == &gpu) return s_effect;
-    TextFile text;
-    text.appendLines(std::vector<LightweightString<char>>(std::begin(kTextEffect), std::end(kTextEffect)));
-    const Ptr<ShaderEffectInfo> info = makePtr<ShaderEffectInfo>(text);
-    const ShaderCompilationOutput out = info->compile({});
-    if (!out.shader) {
-        Log("Qf::Image::GPUText : cannot compile the text effect\n");
-        for (const ShaderError& e : out.errors) Log("   %s\n", e.message.c_str());
-        return nullptr;
-    }
-    s_gpu = &gpu;
-    s_effect = out.shader;
-    return s_effect;
-}
-
-// A binding of `image` placed so that its texel (0, 0) lies on pixel `at` of
-// a target of `targetSize`, one texel per pixel.
-ShaderInputBinding placed(const char* name, const Ptr<iGPUImage>& image, XY<int> targetSize, XY<int> at) {
-    ShaderInputBinding b;
-    b.name = name;
-    b.image = image;
-    const float h = float(image->getSize().y);
-    const float u0 = float(-at.x), u1 = float(targetSize.x - at.x);
-    const float v0 = float(-at.y) / h, v1 = float(targetSize.y - at.y) / h;
-    b.corners[0] = {u0, v0};
-    b.corners[1] = {u1, v0};
-    b.corners[2] = {u0, v1};
-    b.corners[3] = {u1, v1};
-    return b;
-}
-
-bool setFloat4(iShaderEffect& effect, const char* name, const float* value) {
-    const Ptr<iShaderParam> p = effect.getParam(LightweightString<char>(name));
-    return p && p->setFloat4(value);
-}
 
 } // namespace
 
@@ -129,50 +82,45 @@ TextLayout GPUText::layout(iFont& font, const LightweightString<char>& utf8) {
 bool GPUText::draw(const Ptr<iGPUImage>& target, iFont& font, const LightweightString<char>& utf8, XY<int> origin,
                    const RGBAf& colour) {
     iGPUService* gpu = OS()->gpu();
-    if (!gpu || !target || target->is3D()) return false;
+    if (!gpu || !target || target->is3D()) return report("GPUText", "no GPU service, or no 2D target image");
     const TextLayout text = layout(font, utf8);
     if (!text.hasInk()) return true; // nothing to draw
     const Ptr<iGPUImage> atlas = font.getAtlas();
-    if (!atlas) return false;
+    if (!atlas) return report("GPUText", "the font has no atlas");
 
     // Coverage of the ink box, built up glyph by glyph in two images in turn.
     const XY<int> inkSize{text.inkX1 - text.inkX0, text.inkY1 - text.inkY0};
     const Ptr<HostImage> blank = HostImage::create(inkSize, iGPUImage::eRGBA8);
-    if (!blank) return false;
-    Ptr<iGPUImage> coverage = blank->createGPUImage(*gpu);
+    Ptr<iGPUImage> coverage = blank ? blank->createGPUImage(*gpu) : nullptr;
     Ptr<iGPUImage> next = gpu->createImage(inkSize, iGPUImage::eRGBA8);
     const Ptr<iGPUImage> blended = gpu->createImage(target->getSize(), target->getFormat());
-    if (!coverage || !next || !blended) return false;
+    if (!coverage || !next || !blended) return report("GPUText", "the images for the coverage could not be made");
 
-    CriticalSectionLock hold(g_textLock);
-    const Ptr<iShaderEffect> effect = textEffect(*gpu);
-    if (!effect) return false;
+    GPUPass pass("_GPUText", kTextEffect);
     const XY<float> atlasSize{float(atlas->getSize().x), float(atlas->getSize().y)};
-    effect->setTechnique(uint16_t(eAddGlyph));
-    effect->setSamplerState("Coverage", iShaderEffectBase::Point, iShaderEffectBase::ClampToEdge);
-    effect->setSamplerState("Atlas", iShaderEffectBase::Point, iShaderEffectBase::Border);
+    pass.technique(eAddGlyph)
+        .sampler("Coverage", iShaderEffectBase::Point, iShaderEffectBase::ClampToEdge)
+        .sampler("Atlas", iShaderEffectBase::Point, iShaderEffectBase::Border);
     for (const TextLayout::Placed& p : text.glyphs) {
         const FontGlyph& g = p.glyph;
-        const float box[4] = {float(g.atlasX) / atlasSize.x, float(g.atlasY) / atlasSize.y,
-                              float(g.atlasX + g.width) / atlasSize.x, float(g.atlasY + g.height) / atlasSize.y};
+        const Float4 box = {float(g.atlasX) / atlasSize.x, float(g.atlasY) / atlasSize.y, float(g.atlasX + g.width) / atlasSize.x,
+                            float(g.atlasY + g.height) / atlasSize.y};
         const XY<int> at{p.topLeft.x - text.inkX0 - g.atlasX, p.topLeft.y - text.inkY0 - g.atlasY};
-        if (!setFloat4(*effect, "GlyphBox", box)) return false;
-        if (!effect->draw(next, {ShaderInputBinding::whole("Coverage", coverage), placed("Atlas", atlas, inkSize, at)}))
-            return false;
+        pass.set("GlyphBox", box)
+            .drawInto(next, {ShaderInputBinding::whole("Coverage", coverage), placedBinding("Atlas", atlas, inkSize, at)});
         std::swap(coverage, next);
     }
 
     // Blend into a copy, then copy back, so that the target stays as it was if a draw fails.
-    const float rgba[4] = {colour[0], colour[1], colour[2], colour[3]};
     const XY<int> inkAt{origin.x + text.inkX0, origin.y + text.inkY0};
-    effect->setTechnique(uint16_t(eBlend));
-    effect->setSamplerState("Coverage", iShaderEffectBase::Point, iShaderEffectBase::Border);
-    if (!setFloat4(*effect, "TextColour", rgba) ||
-        !effect->draw(blended,
-                      {ShaderInputBinding::whole("Destination", target), placed("Coverage", coverage, target->getSize(), inkAt)}))
-        return false;
-    effect->setTechnique(uint16_t(eCopy));
-    return effect->draw(target, {ShaderInputBinding::whole("Destination", blended)});
+    pass.technique(eBlend)
+        .sampler("Coverage", iShaderEffectBase::Point, iShaderEffectBase::Border)
+        .set("TextColour", colour)
+        .drawInto(blended, {ShaderInputBinding::whole("Destination", target),
+                            placedBinding("Coverage", coverage, target->getSize(), inkAt)})
+        .technique(eCopy)
+        .drawInto(target, {ShaderInputBinding::whole("Destination", blended)});
+    return report("GPUText", pass.failure());
 }
 
 } // namespace Qf::Image

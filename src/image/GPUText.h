@@ -11,8 +11,8 @@
 // keeping the larger coverage where glyphs overlap), which is then blended
 // over the target in the colour (straight alpha: the colour's alpha times the
 // coverage, composited "over" the target's pixels), and the result copied
-// back into the target. Every step is a draw of an effect that is compiled
-// once per GPU service; a lock keeps its parameters for one caller at a time.
+// back into the target. Every step is a draw of the run-time effect "_GPUText"
+// in one GPUPass, under the effect manager's shader-usage lock.
 #pragma once
 
 #include "host/base/LightweightString.h"

@@ -4,6 +4,7 @@
 #include "host/base/Strings.h"
 #include "host/misc/Log.h"
 #include "host/os/GPUCompute.h"
+#include "image/GPUPass.h"
 #include "manager/Manager.h"
 
 #include <cstring>
@@ -18,11 +19,6 @@ constexpr size_t kLevels = ScopesData::kLevels;
 bool fail(const std::string& why) {
     Log("Qf::Image::Scopes : %s\n", why.c_str());
     return false;
-}
-
-bool isRGBASurface(const Surface& s) {
-    const Format f = s.getDataFormat();
-    return f == Format::eRGBA || f == Format::eRGBAHalf || f == Format::eRGBAFloat;
 }
 
 // The kernel that counts the columns of frames of a texel format.

@@ -34,6 +34,7 @@ int runText(const Invocation& call) {
 
     iGPUService* gpu = startGPU(report);
     if (!gpu) return eExitUsage;
+    startManagerForLookup(); // the text effect is the manager's; nothing else need compile
     const FontDefinition definition(fromUTF8(parsed.value("--font", "DejaVu Sans").c_str()), size[0], style);
     const Ptr<GPUFontCache::Result> handle = GPUFontCache::instance().getFont(definition);
     if (!handle || !handle->getValue())
