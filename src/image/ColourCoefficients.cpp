@@ -22,6 +22,7 @@
 
 #include <atomic>
 #include <initializer_list>
+#include <span>
 
 namespace Qf::Image {
 
@@ -76,8 +77,7 @@ const Forward* legalForward(uint32_t colourimetry) {
 enum GS { eGSFull, eGSOther }; // gamut scaling 1, or any other value
 
 struct Inverse {
-    uint32_t range;
-    std::initializer_list<uint32_t> colourimetries;
+    std::span<const uint32_t> colourimetries;
     GS gs;
     Float4 add1;
     Matrix3x3 mul2;
@@ -89,91 +89,30 @@ constexpr float kY = 0.06256109f; // 64/1023
 constexpr float kS = 1.167808f;   // 1023/876
 constexpr float kE = 0.0625f;     // 1/16
 
-const Inverse kInverse[] = {
-    {V::eFullRange,
-     {V::eBT601},
-     eGSFull,
-     {0, -kC, -kC, 0},
-     {1, 1, 1, 1.402f, -0.7141362f, 0, 0, -0.3441363f, 1.772f},
-     {0, 0, 0, 0}},
-    {V::eFullRange,
-     {V::eBT601},
-     eGSOther,
-     {0, -kC, -kC, 0},
-     {1, 1, 1, 1.20054f, -0.6115184f, 0, 0, -0.2946856f, 1.517372f},
-     {kE, kE, kE, 0}},
-    {V::eFullRange,
-     {V::eBT709},
-     eGSFull,
-     {0, -kC, -kC, 0},
-     {1, 1, 1, 1.574803f, -0.4681252f, 0, 0, -0.1872927f, 1.855288f},
-     {0, 0, 0, 0}},
-    {V::eFullRange,
-     {V::eBT709},
-     eGSOther,
-     {0, -kC, -kC, 0},
-     {1, 1, 1, 1.348512f, -0.400858f, 0, 0, -0.1603797f, 1.588692f},
-     {kE, kE, kE, 0}},
-    {V::eFullRange,
-     {V::eBT2020, V::eBT2100HLG, V::eBT2100PQ},
-     eGSFull,
-     {0, -kC, -kC, 0},
-     {1, 1, 1, 1.474709f, -0.5713953f, 0, 0, -0.1645591f, 1.881468f},
-     {0, 0, 0, 0}},
-    {V::eFullRange,
-     {V::eDCIP3},
-     eGSFull,
-     {0, -kC, -kC, 0},
-     {1, 1, 1, 1.574803f, -0.457208f, 0, 0, -0.1771471f, 1.855288f},
-     {0, 0, 0, 0}},
-    {V::eFullRange,
-     {V::eP3D65},
-     eGSFull,
-     {0, -kC, -kC, 0},
-     {1, 1, 1, 1.574803f, -0.5213675f, 0, 0, -0.2126996f, 1.855288f},
-     {0, 0, 0, 0}},
-    {V::eLegalRange,
-     {V::eBT601},
-     eGSFull,
-     {-kY, -kC, -kC, kE},
-     {kS, kS, kS, 1.595379f, -0.8126377f, 0, 0, -0.3916033f, 2.016414f},
-     {0, 0, 0, 0}},
-    {V::eLegalRange,
-     {V::eBT601},
-     eGSOther,
-     {-kY, -kC, -kC, kE},
-     {1, 1, 1, 1.366131f, -0.6958658f, 0, 0, -0.3353319f, 1.726665f},
-     {kE, kE, kE, kE}},
-    {V::eLegalRange,
-     {V::eBT709},
-     eGSFull,
-     {-kY, -kC, -kC, kE},
-     {kS, kS, kS, 1.792017f, -0.5326942f, 0, 0, -0.2131262f, 2.111189f},
-     {0, 0, 0, 0}},
-    {V::eLegalRange,
-     {V::eBT709},
-     eGSOther,
-     {-kY, -kC, -kC, 0},
-     {1, 1, 1, 1.534513f, -0.4561487f, 0, 0, -0.182501f, 1.807822f},
-     {kE, kE, kE, 0}},
-    {V::eLegalRange,
-     {V::eBT2020, V::eBT2100HLG, V::eBT2100PQ},
-     eGSFull,
-     {-kY, -kC, -kC, 0},
-     {kS, kS, kS, 1.678117f, -0.6502084f, 0, 0, -0.1872569f, 2.14098f},
-     {0, 0, 0, 0}},
-    {V::eLegalRange,
-     {V::eDCIP3},
-     eGSFull,
-     {-kY, -kC, -kC, 0},
-     {kS, kS, kS, 1.792017f, -0.5202711f, 0, 0, -0.2015811f, 2.111189f},
-     {0, 0, 0, 0}},
-    {V::eLegalRange,
-     {V::eP3D65},
-     eGSFull,
-     {-kY, -kC, -kC, 0},
-     {kS, kS, kS, 1.792017f, -0.5932803f, 0, 0, -0.2420375f, 2.111189f},
-     {0, 0, 0, 0}},
+// The colourimetries a row serves; BT.2100 HLG and PQ have BT.2020's weights.
+constexpr uint32_t kBT601[] = {V::eBT601}, kBT709[] = {V::eBT709}, kDCIP3[] = {V::eDCIP3}, kP3D65[] = {V::eP3D65};
+constexpr uint32_t kBT2020[] = {V::eBT2020, V::eBT2100HLG, V::eBT2100PQ};
+
+// Full-range sources.
+const Inverse kInverseFull[] = {
+    {kBT601, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.402f, -0.7141362f, 0, 0, -0.3441363f, 1.772f}, {0, 0, 0, 0}},
+    {kBT601, eGSOther, {0, -kC, -kC, 0}, {1, 1, 1, 1.20054f, -0.6115184f, 0, 0, -0.2946856f, 1.517372f}, {kE, kE, kE, 0}},
+    {kBT709, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.4681252f, 0, 0, -0.1872927f, 1.855288f}, {0, 0, 0, 0}},
+    {kBT709, eGSOther, {0, -kC, -kC, 0}, {1, 1, 1, 1.348512f, -0.400858f, 0, 0, -0.1603797f, 1.588692f}, {kE, kE, kE, 0}},
+    {kBT2020, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.474709f, -0.5713953f, 0, 0, -0.1645591f, 1.881468f}, {0, 0, 0, 0}},
+    {kDCIP3, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.457208f, 0, 0, -0.1771471f, 1.855288f}, {0, 0, 0, 0}},
+    {kP3D65, eGSFull, {0, -kC, -kC, 0}, {1, 1, 1, 1.574803f, -0.5213675f, 0, 0, -0.2126996f, 1.855288f}, {0, 0, 0, 0}},
+};
+
+// Legal-range sources.
+const Inverse kInverseLegal[] = {
+    {kBT601, eGSFull, {-kY, -kC, -kC, kE}, {kS, kS, kS, 1.595379f, -0.8126377f, 0, 0, -0.3916033f, 2.016414f}, {0, 0, 0, 0}},
+    {kBT601, eGSOther, {-kY, -kC, -kC, kE}, {1, 1, 1, 1.366131f, -0.6958658f, 0, 0, -0.3353319f, 1.726665f}, {kE, kE, kE, kE}},
+    {kBT709, eGSFull, {-kY, -kC, -kC, kE}, {kS, kS, kS, 1.792017f, -0.5326942f, 0, 0, -0.2131262f, 2.111189f}, {0, 0, 0, 0}},
+    {kBT709, eGSOther, {-kY, -kC, -kC, 0}, {1, 1, 1, 1.534513f, -0.4561487f, 0, 0, -0.182501f, 1.807822f}, {kE, kE, kE, 0}},
+    {kBT2020, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.678117f, -0.6502084f, 0, 0, -0.1872569f, 2.14098f}, {0, 0, 0, 0}},
+    {kDCIP3, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.792017f, -0.5202711f, 0, 0, -0.2015811f, 2.111189f}, {0, 0, 0, 0}},
+    {kP3D65, eGSFull, {-kY, -kC, -kC, 0}, {kS, kS, kS, 1.792017f, -0.5932803f, 0, 0, -0.2420375f, 2.111189f}, {0, 0, 0, 0}},
 };
 
 std::atomic<bool> g_fullRangeOverride{false};
@@ -196,8 +135,11 @@ void ColourConversion::setForwardCoefficients(iShaderEffect& effect, uint32_t sr
 void ColourConversion::setInverseCoefficients(iShaderEffect& effect, uint32_t srcColourimetry, uint32_t srcRange,
                                               int32_t gamutScaling) {
     const GS gs = gamutScaling == eGamutFull ? eGSFull : eGSOther;
-    for (const Inverse& row : kInverse) {
-        if (row.range != srcRange || row.gs != gs) continue;
+    std::span<const Inverse> rows;
+    if (srcRange == V::eFullRange) rows = kInverseFull;
+    if (srcRange == V::eLegalRange) rows = kInverseLegal;
+    for (const Inverse& row : rows) {
+        if (row.gs != gs) continue;
         for (uint32_t c : row.colourimetries)
             if (c == srcColourimetry) {
                 writeParam(effect, "ccCoefsAdd1", row.add1);
