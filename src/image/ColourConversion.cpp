@@ -18,12 +18,6 @@ namespace {
 
 constexpr const char* kOwner = "ColourConversion";
 
-// --- Packed-format arithmetic, kept in this one place so that it can come
-// from the host's pixel-format catalogue (the M101 packer's width already
-// comes from Surface's layout of M101). ---
-// Image pixels per GPU texel of a surface (0 without a GPU image, or when a
-// texel holds less than one pixel).
-unsigned pixelsPerTexel(const Surface& s) { return s.getPixelsPerTexel(); }
 // `s` described as "YUY2" held in texels of `texelBits`: two pixels, four samples a texel.
 void describeAsYUY2(Surface& s, unsigned texelBits) {
     s.setDataFormat(Format::eYUY2);
@@ -31,7 +25,6 @@ void describeAsYUY2(Surface& s, unsigned texelBits) {
     s.setBitsPerPixel(uint16_t(texelBits >> 1));
     s.setStride((s.getWidth() * s.getBitsPerPixel()) >> 3);
 }
-// --- end of the packed-format arithmetic ---
 
 float texelWidth(const Ptr<iGPUImage>& image) { return image ? float(image->getSize().x) : 0.0f; }
 
@@ -132,7 +125,7 @@ bool copyToHost(const Surface& src, Surface& dst, bool wantYCbCr) {
 // not for the draw, whose failure is only logged.
 bool applyFramework(GPUPass& pass, const Surface& src, Surface& dst) {
     const Surface source = src; // the source may be the destination itself
-    const unsigned k = pixelsPerTexel(source);
+    const unsigned k = source.getPixelsPerTexel();
     pass.require(k != 0, "a texel of the source holds less than one pixel (or it has no GPU image)")
         .setIfDeclared("_Width", float(source.getWidth()))
         .setIfDeclared("_Height", float(source.getHeight()));
