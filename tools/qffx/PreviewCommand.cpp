@@ -104,9 +104,8 @@ int runPreview(const Invocation& call) {
     const ParsedArgs& parsed = call.args;
     const Reporter& report = call.report;
 
-    const Ptr<ShaderEffectInfo> effect = openEffect(report, parsed.positional[0]);
-    if (!effect) return eExitUsage;
-    iGPUService* gpu = startGPU(report);
+    Ptr<ShaderEffectInfo> effect;
+    iGPUService* gpu = openEffectOnGPU(report, parsed.positional[0], effect);
     if (!gpu) return eExitUsage;
     std::string error;
     Ptr<HostImage> picture = testPicture();

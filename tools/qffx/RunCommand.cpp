@@ -27,9 +27,6 @@ int runRun(const Invocation& call) {
     const ParsedArgs& parsed = call.args;
     const Reporter& report = call.report;
 
-    const Ptr<ShaderEffectInfo> effect = openEffect(report, parsed.positional[0]);
-    if (!effect) return eExitUsage;
-
     std::map<std::string, std::string> inputFiles;
     for (const std::string& pair : parsed.values("--input")) {
         std::string name, file;
@@ -37,7 +34,8 @@ int runRun(const Invocation& call) {
         inputFiles[name] = file;
     }
 
-    iGPUService* gpu = startGPU(report);
+    Ptr<ShaderEffectInfo> effect;
+    iGPUService* gpu = openEffectOnGPU(report, parsed.positional[0], effect);
     if (!gpu) return eExitUsage;
 
     std::string error;

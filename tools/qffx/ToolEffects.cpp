@@ -129,6 +129,11 @@ iGPUService* startGPU(const Reporter& report) {
     return gpu;
 }
 
+iGPUService* openEffectOnGPU(const Reporter& report, const std::string& effect, Ptr<ShaderEffectInfo>& found) {
+    found = openEffect(report, effect);
+    return found ? startGPU(report) : nullptr;
+}
+
 bool printEffectFileErrors(const LightweightString<wchar_t>& path) {
     ShaderEffectInfo fresh(path, 0);
     const ShaderCompilationOutput out = fresh.compile();

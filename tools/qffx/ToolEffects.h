@@ -42,6 +42,11 @@ Qf::FxResources::Manager& startManagerForLookup();
 // why (exit status 2) and returns null.
 iGPUService* startGPU(const Reporter& report);
 
+// What every command that draws an effect starts with: the effect named
+// `effect` (openEffect) and the GPU service (startGPU). Returns the GPU service
+// with `found` set, or null when either failed (already reported, exit status 2).
+iGPUService* openEffectOnGPU(const Reporter& report, const std::string& effect, Ptr<ShaderEffectInfo>& found);
+
 // Compiles a fresh copy of the effect file at `path` and prints its errors as
 // printEffectErrors does; false when it does not compile. The manager logs a
 // failed compile's records; this shows the same failure at the file's lines.
