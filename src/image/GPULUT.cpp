@@ -22,6 +22,9 @@ bool GPU::applyLUT(const Surface& sourceSurface, Surface& destination, const Ptr
         lut->getSize().x != lut->getDepth())
         return false;
     if (interpolation != eTrilinear && interpolation != eTetrahedral) return false;
+    // A shaper's three curves must fit in the table's texels.
+    const size_t side = size_t(lut->getSize().x);
+    if (mapping.shaperSize < 0 || mapping.shaperSize == 1 || size_t(mapping.shaperSize) * 3 > side * side * side) return false;
 
     Ptr<iGPUImage> target = destination.getGPUSurface();
     const bool reuse = target && !target->is3D() && target->getSize() == input->getSize() && target != input;
@@ -39,6 +42,9 @@ bool GPU::applyLUT(const Surface& sourceSurface, Surface& destination, const Ptr
                      detail::setFloat3Param(*effect, "InOffset", mapping.inOffset.data()) &&
                      detail::setFloatParam(*effect, "OutScale", mapping.outScale) &&
                      detail::setFloatParam(*effect, "OutOffset", mapping.outOffset) &&
+                     detail::setFloatParam(*effect, "ShaperSize", float(mapping.shaperSize)) &&
+                     detail::setFloat3Param(*effect, "LatticeScale", mapping.latticeScale.data()) &&
+                     detail::setFloat3Param(*effect, "LatticeOffset", mapping.latticeOffset.data()) &&
                      effect->setTechnique(uint16_t(interpolation));
     if (!set) return false;
     if (!effect->draw(target, {ShaderInputBinding::whole("Input", input), ShaderInputBinding::whole("Lut", lut)})) return false;
