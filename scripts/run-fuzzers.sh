@@ -8,16 +8,19 @@ seconds=${1:-60}
 for target in build-fuzz/fuzz/fuzz_*; do
     [ -x "$target" ] || continue
     name=$(basename "$target")
+    options=()
     case "$name" in
         fuzz_effect_reader) seeds=(resources/shaders tests/data/golden tests/data/gl) ;;
-        fuzz_cube_reader) seeds=(tests/data/luts resources/luts) ;;
-        fuzz_png_reader) seeds=(tests/data/png) ;;
+        fuzz_cube_reader) seeds=(tests/data/luts tests/luts/catalogue resources/luts) ;;
+        fuzz_png_reader) seeds=(tests/data/png) options=(-dict=fuzz/png.dict) ;;
         fuzz_compile_path) seeds=(resources/shaders tests/data/golden) ;;
+        fuzz_preferences) seeds=(fuzz/seeds/preferences) ;;
+        fuzz_utf8) seeds=(fuzz/seeds/utf8) ;;
         *) seeds=() ;;
     esac
     work=$(mktemp -d)
     echo "fuzzing $name for ${seconds}s"
-    if ! "$target" -max_total_time="$seconds" -artifact_prefix="$work/" "$work" "${seeds[@]}" >"$work/log" 2>&1; then
+    if ! "$target" -max_total_time="$seconds" -artifact_prefix="$work/" "${options[@]}" "$work" "${seeds[@]}" >"$work/log" 2>&1; then
         tail -n 40 "$work/log"
         echo "$name found a failing input: $(ls "$work"/crash-* "$work"/leak-* "$work"/timeout-* 2>/dev/null | head -n 1)"
         exit 1

@@ -11,6 +11,12 @@
 // table, how colours reach lattice coordinates (InScale, InOffset: the
 // table's domain and input range) and what a table value stands for
 // (OutScale, OutOffset: its output range).
+//
+// A table may come with a shaper, one curve per channel applied before the
+// lattice (ShaperSize points each, 0 for none). Its curves lie in the table's
+// alpha channel, one after another in memory order, so that the shaper costs
+// no second texture; InScale and InOffset then place colours on the curves,
+// and LatticeScale and LatticeOffset place the curves' values in the lattice.
 DeclareQuillframeEffect( "Apply Cube LUT", "Colour", "LUT", kNoNotes, kNoFlags )
 
 DeclareInput( Input, Point )
@@ -21,6 +27,9 @@ DeclareFloat3Param( InScale )
 DeclareFloat3Param( InOffset )
 DeclareFloatParam( OutScale, "Output scale", kNoGroup, Hidden, 1, -1000, 1000 )
 DeclareFloatParam( OutOffset, "Output offset", kNoGroup, Hidden, 0, -1000, 1000 )
+DeclareFloatParam( ShaperSize, "Shaper size", kNoGroup, Hidden, 0, 0, 16777216 )
+DeclareFloat3Param( LatticeScale )
+DeclareFloat3Param( LatticeOffset )
 
 // The table entry at whole lattice indices.
 float3 LatticePoint( float3 index )
@@ -28,10 +37,43 @@ float3 LatticePoint( float3 index )
    return tex3D( Lut, ( index + 0.5 ) / LutSize ).rgb;
 }
 
+// Shaper point k, counted over the three curves, from the alpha channel.
+// The texel's indices come from whole-number divisions done in float; a
+// quotient that the division rounded across a whole number is put right by
+// the remainder's sign or size.
+float ShaperPoint( float k )
+{
+   float n = LutSize;
+   float slice = n * n;
+   float z = floor( ( k + 0.5 ) / slice );
+   float rest = k - z * slice;
+   if ( rest < 0.0 ) { z = z - 1.0; rest = rest + slice; }
+   if ( rest >= slice ) { z = z + 1.0; rest = rest - slice; }
+   float y = floor( ( rest + 0.5 ) / n );
+   float x = rest - y * n;
+   if ( x < 0.0 ) { y = y - 1.0; x = x + n; }
+   if ( x >= n ) { y = y + 1.0; x = x - n; }
+   return tex3D( Lut, ( float3( x, y, z ) + 0.5 ) / n ).a;
+}
+
+// One channel's shaper curve, starting at point `first`, at v (0..1 spans it).
+float ShaperCurve( float v, float first )
+{
+   float p = saturate( v ) * ( ShaperSize - 1.0 );
+   float i = min( floor( p ), ShaperSize - 2.0 );
+   return lerp( ShaperPoint( first + i ), ShaperPoint( first + i + 1.0 ), p - i );
+}
+
 // A colour's place in the lattice, in lattice steps (0 .. LutSize - 1).
 float3 LatticePosition( float3 rgb )
 {
-   return saturate( rgb * InScale + InOffset ) * ( LutSize - 1.0 );
+   float3 c = rgb * InScale + InOffset;
+   if ( ShaperSize >= 2.0 )
+   {
+      float3 shaped = float3( ShaperCurve( c.r, 0.0 ), ShaperCurve( c.g, ShaperSize ), ShaperCurve( c.b, 2.0 * ShaperSize ) );
+      c = shaped * LatticeScale + LatticeOffset;
+   }
+   return saturate( c ) * ( LutSize - 1.0 );
 }
 
 // The lower corner of the cell holding a position; the last cell for the top edge.

@@ -63,6 +63,8 @@ TEST(CubeReader, ReadsTheDialectsThatColourToolsWrite) {
         {"values beyond 0..1", "LUT_3D_SIZE 2\n-0.5 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n4 4 4\n", 2, {4, 4, 4}},
         {"1D", "LUT_1D_SIZE 3\n0 0 0\n0.25 0.5 0.75\n1 0.9 0.8\n", 3, {1, 0.9f, 0.8f}},
         {"1D of 2", "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n", 2, {1, 1, 1}},
+        {"lower-case keywords", "title \"x # y\"\nlut_3d_size 2\nDomain_Max 1 1 1\n" + kIdentity2Rows, 2, {1, 1, 1}},
+        {"CR-only lines", "TITLE \"x\"\rLUT_3D_SIZE 2\r0 0 0\r1 0 0\r0 1 0\r1 1 0\r0 0 1\r1 0 1\r0 1 1\r1 1 1\r", 2, {1, 1, 1}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -101,14 +103,22 @@ TEST(CubeReader, AMalformedFileGivesNoImageAndSaysWhatAndWhere) {
         {"1D size 1", "LUT_1D_SIZE 1\n0 0 0\n", "LUT_1D_SIZE 1 is out of range (2 to 65536)", 1},
         {"size without number", "LUT_3D_SIZE\n", "LUT_3D_SIZE takes one whole number", 1},
         {"fractional size", "LUT_3D_SIZE 2.5\n", "LUT_3D_SIZE takes one whole number", 1},
-        {"two sizes", "LUT_1D_SIZE 2\nLUT_3D_SIZE 2\n", "LUT_3D_SIZE after a table size", 2},
+        {"the same size twice", "LUT_3D_SIZE 2\nLUT_3D_SIZE 2\n", "LUT_3D_SIZE given twice", 2},
+        {"shaper without its 3D rows", "LUT_1D_SIZE 3\nLUT_3D_SIZE 2\n0 0 0\n0.5 0.5 0.5\n1 1 1\n", "too few rows: 3 of 11", 5},
+        {"empty shaper range", "LUT_1D_SIZE 2\nLUT_1D_INPUT_RANGE 1 1\nLUT_3D_SIZE 2\n0 0 0\n1 1 1\n" + kIdentity2Rows,
+         "the domain minimum must lie below its maximum", 2},
+        {"reversed 3D range after a shaper",
+         "LUT_1D_SIZE 2\nLUT_3D_SIZE 2\nLUT_3D_INPUT_RANGE 1 0\n0 0 0\n1 1 1\n" + kIdentity2Rows,
+         "the domain minimum must lie below its maximum", 3},
         {"row before size", "0 0 0\nLUT_3D_SIZE 2\n", "a table row before LUT_3D_SIZE", 1},
         {"keyword after rows", "LUT_3D_SIZE 2\n0 0 0\nDOMAIN_MIN 0 0 0\n", "keyword 'DOMAIN_MIN' after the table rows", 3},
         {"short domain", "DOMAIN_MIN 0 0\nLUT_3D_SIZE 2\n", "DOMAIN_MIN takes 3 numbers, not 2", 1},
         {"empty domain", "LUT_3D_SIZE 2\nDOMAIN_MIN 0 1 0\nDOMAIN_MAX 1 1 1\n" + kIdentity2Rows,
          "the domain minimum must lie below its maximum", 3},
         {"range tag with a value", "LUT_IN_VIDEO_RANGE 1\n", "LUT_IN_VIDEO_RANGE takes nothing", 1},
-        {"lowercase keyword", "lut_3d_size 2\n", "unexpected text 'lut_3d_size'", 1},
+        {"another tool's keyword in lower case", "lut_something_new 2\n", "unexpected text 'lut_something_new'", 1},
+        {"CR-only lines", "LUT_3D_SIZE 2\r0 0 0\r0 x 0\r", "bad number 'x'", 3},
+        {"mixed line ends", "LUT_3D_SIZE 2\r\n\r0 0 0\n0 x 0\r", "bad number 'x'", 4},
         {"binary garbage", std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16), "unexpected text '?PNG'", 1},
         {"lying header", "LUT_3D_SIZE 256\n0 0 0\n", "too few rows: 1 of 16777216", 2},
     };
@@ -244,4 +254,68 @@ TEST(CubeReader, NumbersIgnoreTheCLocale) {
     }
     ASSERT_TRUE(r.image) << r.error;
     EXPECT_FLOAT_EQ(r.image->getLUTMapping().inScale[0], 2.0f);
+}
+
+namespace {
+
+// A Resolve file with a 5-point shaper over -0.25..1.5 before a 3D table of
+// side 3 over -1..1 whose entries encode their own indices.
+const std::string kShaped = "TITLE \"shaped\"\nLUT_1D_SIZE 5\nLUT_1D_INPUT_RANGE -0.25 1.5\nLUT_3D_SIZE 3\n"
+                            "LUT_3D_INPUT_RANGE -1 1\n"
+                            "-1 -1 1\n-0.5 0 0.5\n0 0.2 0\n0.5 0.9 -0.5\n1 1 -1\n" +
+                            cube3D(3, [](int r, int g, int b) {
+                                return RGB{float(r), float(g) * 0.5f, float(b) * 0.25f};
+                            }).substr(14); // without its LUT_3D_SIZE line
+
+} // namespace
+
+TEST(CubeReader, ReadsAShaperBeforeA3DTable) {
+    const CubeLUT::Result r = CubeLUT::read(kShaped);
+    ASSERT_TRUE(r.image) << r.error << " at line " << r.line;
+    EXPECT_FALSE(r.is1D);
+    EXPECT_EQ(r.size, 3);
+    EXPECT_EQ(r.shaperSize, 5);
+    const HostImage3D& image = *r.image;
+    ASSERT_EQ(image.getWidth(), 3);
+    ASSERT_EQ(image.getChannels(), 4);
+    // The 3D rows after the shaper's, in their order.
+    EXPECT_EQ(entry(image, 2, 1, 0), (RGB{2, 0.5f, 0}));
+    EXPECT_EQ(entry(image, 1, 2, 2), (RGB{1, 1, 0.5f}));
+    // The curves in the alpha channel: red's five points, then green's, then blue's.
+    const float shaper[5][3] = {{-1, -1, 1}, {-0.5f, 0, 0.5f}, {0, 0.2f, 0}, {0.5f, 0.9f, -0.5f}, {1, 1, -1}};
+    for (size_t c = 0; c < 3; ++c)
+        for (size_t i = 0; i < 5; ++i) EXPECT_EQ(image.data()[(c * 5 + i) * 4 + 3], shaper[i][c]) << c << " " << i;
+    const LUTMapping& m = image.getLUTMapping();
+    EXPECT_EQ(m.shaperSize, 5);
+    EXPECT_FLOAT_EQ(m.inScale[1], 1 / 1.75f); // -0.25..1.5 onto the curve
+    EXPECT_FLOAT_EQ(m.inOffset[1], 0.25f / 1.75f);
+    EXPECT_FLOAT_EQ(m.latticeScale[2], 0.5f); // -1..1 onto the lattice
+    EXPECT_FLOAT_EQ(m.latticeOffset[2], 0.5f);
+
+    // The sizes may come in either order; the shaper's rows still come first.
+    std::string swapped = kShaped;
+    swapped.replace(swapped.find("LUT_1D_SIZE 5\n"), 14, "");
+    swapped.replace(swapped.find("LUT_3D_SIZE 3\n"), 14, "LUT_3D_SIZE 3\nlut_1d_size 5\n");
+    const CubeLUT::Result again = CubeLUT::read(swapped);
+    ASSERT_TRUE(again.image) << again.error;
+    EXPECT_EQ(again.image->getLUTMapping(), m);
+    EXPECT_TRUE(std::equal(image.data(), image.data() + 27 * 4, again.image->data()));
+}
+
+TEST(CubeReader, AShaperLongerThanTheLatticeHoldsIsResampled) {
+    // A lattice of side 2 holds 8 alpha values: two points per curve.
+    std::string curves;
+    for (int i = 0; i < 9; ++i) curves += number(float(i) / 8) + " " + number(float(i * i) / 64) + " 0.5\n";
+    const CubeLUT::Result small = CubeLUT::read("LUT_1D_SIZE 9\nLUT_3D_SIZE 2\n" + curves + kIdentity2Rows);
+    ASSERT_TRUE(small.image) << small.error;
+    EXPECT_EQ(small.shaperSize, 9);
+    EXPECT_EQ(small.image->getLUTMapping().shaperSize, 2);
+    const float* d = small.image->data();
+    EXPECT_EQ((std::array{d[3], d[7], d[11], d[15], d[19], d[23]}), (std::array{0.0f, 1.0f, 0.0f, 1.0f, 0.5f, 0.5f}));
+    // A lattice of side 3 holds 27: nine points per curve, kept exactly.
+    const CubeLUT::Result big =
+        CubeLUT::read("LUT_1D_SIZE 9\n" + identity3D(3).substr(0, 14) + curves + identity3D(3).substr(14));
+    ASSERT_TRUE(big.image) << big.error;
+    EXPECT_EQ(big.image->getLUTMapping().shaperSize, 9);
+    EXPECT_EQ(big.image->data()[(9 + 3) * 4 + 3], 9.0f / 64);
 }

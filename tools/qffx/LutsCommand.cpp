@@ -27,17 +27,29 @@ using Wide = LightweightString<wchar_t>;
 
 std::string utf8(const Wide& s) { return toUTF8(s).str(); }
 
+// Why the reader refuses a catalogue entry's file, or empty when it reads.
+// The file is read here, not through LUTManager::load, so that listing
+// leaves the manager's cache as it was.
+std::string refusal(const iLUT& lut) {
+    const CubeLUT::Result r = CubeLUT::readFile(lut.getID());
+    if (r.image) return {};
+    return r.line ? "line " + std::to_string(r.line) + ": " + r.error : r.error;
+}
+
 int list(bool asJson) {
     const std::vector<Ptr<iLUT>>& luts = LUTManager::instance().getAvailableLUTs();
     if (asJson) {
         Json list = Json::array();
-        for (const Ptr<iLUT>& l : luts)
-            list.push_back({{"id", utf8(l->getID())},
-                            {"name", utf8(l->getName())},
-                            {"category", utf8(l->getCategory())},
-                            {"manufacturer", utf8(l->getManufacturer())},
-                            {"detail", utf8(l->getDetail())},
-                            {"selectable", l->isSelectable()}});
+        for (const Ptr<iLUT>& l : luts) {
+            Json entry = {{"id", utf8(l->getID())},
+                          {"name", utf8(l->getName())},
+                          {"category", utf8(l->getCategory())},
+                          {"manufacturer", utf8(l->getManufacturer())},
+                          {"detail", utf8(l->getDetail())},
+                          {"selectable", l->isSelectable()}};
+            if (const std::string why = refusal(*l); !why.empty()) entry["unreadable"] = why;
+            list.push_back(std::move(entry));
+        }
         std::fputs(jsonText(list, 1).c_str(), stdout);
         return eExitSuccess;
     }
@@ -45,8 +57,10 @@ int list(bool asJson) {
         std::string where = utf8(l->getCategory());
         if (!l->getManufacturer().empty() && l->getManufacturer() != l->getCategory()) where += ", " + utf8(l->getManufacturer());
         if (!l->getDetail().empty()) where += ", " + utf8(l->getDetail());
-        std::printf("%s (%s)%s\n    %s\n", utf8(l->getName()).c_str(), where.c_str(),
-                    l->isSelectable() ? "" : " [not selectable]", utf8(l->getID()).c_str());
+        const std::string why = refusal(*l);
+        std::printf("%s (%s)%s%s\n    %s\n", utf8(l->getName()).c_str(), where.c_str(),
+                    l->isSelectable() ? "" : " [not selectable]", why.empty() ? "" : (" [unreadable: " + why + "]").c_str(),
+                    utf8(l->getID()).c_str());
     }
     return eExitSuccess;
 }

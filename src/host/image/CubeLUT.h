@@ -15,16 +15,24 @@
 //   LUT_IN_VIDEO_RANGE            the table expects video-level input
 //   LUT_OUT_VIDEO_RANGE           the table gives video-level output
 //
-// "#" starts a comment; blank lines, CRLF line ends and a UTF-8 byte-order
-// mark are accepted; other upper-case keywords before the table are ignored.
-// Numbers are read independently of the C locale.
+// Resolve's files may give both sizes: a 1D shaper, then a 3D table over the
+// shaper's output. The shaper's n rows come first, then the 3D rows; the
+// shaper's domain is LUT_1D_INPUT_RANGE, the 3D table's LUT_3D_INPUT_RANGE.
+//
+// Keywords are read in any case ("title", "lut_3d_size"); those of other
+// tools' dialects, ignored before the table, only in upper case. "#" starts a
+// comment; blank lines, LF, CR LF and lone CR line ends and a UTF-8
+// byte-order mark are accepted. Numbers are read independently of the C
+// locale.
 //
 // The result is a HostImage3D of RGB floats. A 1D table becomes a 3D image
 // whose lattice reproduces it: of side n when n <= 65 (exact under trilinear
 // and tetrahedral interpolation, since each output channel depends on its
 // own input channel only), else of side 65 with the curves sampled linearly.
-// The domain and video-range tags become the image's LUTMapping, with video
-// levels 64..940 of 1023 for every component.
+// A shaper makes the image RGBA, the shaper's curves kept in the alpha
+// channel as LUTMapping describes (resampled linearly to a third of the
+// lattice's texels when longer). The domains and video-range tags become the
+// image's LUTMapping, with video levels 64..940 of 1023 for every component.
 //
 // A malformed file (rows too few or too many, a bad, NaN or infinite number,
 // a bad size, a truncated or binary file) gives a null image and one log line
@@ -60,10 +68,14 @@ public:
         std::string error;
         unsigned line = 0;
         bool is1D = false;
-        int size = 0; // the size the file declares
+        int size = 0;       // the size the file declares (the 3D one when both are given)
+        int shaperSize = 0; // the 1D size given before a 3D table, else 0
     };
     // Reads .cube text without logging.
     static Result read(std::string_view text);
+    // Reads a file without logging; a file that cannot be read or is too
+    // large gives line 0 and says so.
+    static Result readFile(const LightweightString<wchar_t>& path);
     // Reads .cube text; a failure is logged with `name` for the source.
     static Ptr<HostImage3D> parse(std::string_view text, std::string_view name);
 };

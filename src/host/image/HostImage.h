@@ -87,11 +87,22 @@ private:
 // v * outScale + outOffset. Identity for plain volumes; CubeLUT sets it from
 // a file's domain and video-range tags, which are affine and so travel as
 // these few numbers instead of resampled data.
+//
+// With a shaper (shaperSize > 0, a .cube file's 1D table before its 3D one)
+// the colour first goes through one curve per channel: c * inScale +
+// inOffset (clamped to 0..1) spans the curve's shaperSize points, linearly
+// interpolated, and the curve's value s reaches the lattice coordinate
+// s * latticeScale + latticeOffset (clamped). The curves are kept in the
+// image's alpha channel, red's then green's then blue's, point i of channel
+// k in the texel k * shaperSize + i of the image's memory order.
 struct LUTMapping {
     std::array<float, 3> inScale{1, 1, 1};
     std::array<float, 3> inOffset{0, 0, 0};
     float outScale = 1;
     float outOffset = 0;
+    int shaperSize = 0;
+    std::array<float, 3> latticeScale{1, 1, 1};
+    std::array<float, 3> latticeOffset{0, 0, 0};
     friend bool operator==(const LUTMapping&, const LUTMapping&) = default;
 };
 

@@ -15,6 +15,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <vector>
+
 using namespace QfLUTTest;
 using namespace QfGLTest;
 using Qf::Image::GPU;
@@ -97,6 +100,47 @@ TEST_F(LUTOnGPU, TrilinearAndTetrahedralMatchTheCPUReferences) {
     }
 }
 
+TEST_F(LUTOnGPU, AShaperGoesThroughItsCurvesBeforeTheTable) {
+    // A Resolve file: 100 points per curve over -0.1..1.2, a different curve
+    // per channel, before a steep table of side 9 over -0.1..1.1. The curves
+    // fill the first four slices of the lattice (81 texels a slice).
+    constexpr int kPoints = 100;
+    std::vector<RGB> curve(kPoints);
+    std::string shaper;
+    for (int i = 0; i < kPoints; ++i) {
+        const float t = float(i) / (kPoints - 1);
+        curve[size_t(i)] = {std::sqrt(t) * 1.15f - 0.05f, t * t, 0.5f + 0.5f * std::sin(6 * t)};
+        shaper += number(curve[size_t(i)][0]) + " " + number(curve[size_t(i)][1]) + " " + number(curve[size_t(i)][2]) + "\n";
+    }
+    const std::string table = noise3D(9, 5); // "LUT_3D_SIZE 9" and its rows
+    const size_t header = table.find('\n') + 1;
+    const CubeLUT::Result shaped = CubeLUT::read("LUT_1D_SIZE 100\nLUT_1D_INPUT_RANGE -0.1 1.2\nLUT_3D_INPUT_RANGE -0.1 1.1\n" +
+                                                 table.substr(0, header) + shaper + table.substr(header));
+    ASSERT_TRUE(shaped.image) << shaped.error;
+    // The reference: the curves by hand, then the table read on its own.
+    const CubeLUT::Result alone = CubeLUT::read("LUT_3D_INPUT_RANGE -0.1 1.1\n" + table);
+    ASSERT_TRUE(alone.image) << alone.error;
+    const auto throughCurves = [&](const RGB& rgb) {
+        RGB s;
+        for (size_t c = 0; c < 3; ++c) {
+            const float p = std::clamp((rgb[c] + 0.1f) / 1.3f, 0.0f, 1.0f) * (kPoints - 1);
+            const int k = std::min(int(p), kPoints - 2);
+            s[c] = curve[size_t(k)][c] + (curve[size_t(k) + 1][c] - curve[size_t(k)][c]) * (p - float(k));
+        }
+        return s;
+    };
+    const auto tri = [&](const HostImage3D&, const LUTMapping&, const RGB& rgb) {
+        return trilinear(*alone.image, alone.image->getLUTMapping(), throughCurves(rgb));
+    };
+    const auto tet = [&](const HostImage3D&, const LUTMapping&, const RGB& rgb) {
+        return tetrahedral(*alone.image, alone.image->getLUTMapping(), throughCurves(rgb));
+    };
+    EXPECT_LE(applyAndCompare(*m_gpu, *shaped.image, GPU::eTrilinear, tri).worst, kTolerance);
+    EXPECT_LE(applyAndCompare(*m_gpu, *shaped.image, GPU::eTetrahedral, tet).worst, kTolerance);
+    // Without its curves the table gives something else entirely.
+    EXPECT_GT(applyAndCompare(*m_gpu, *alone.image, GPU::eTrilinear, tri).worst, 0.05f);
+}
+
 TEST_F(LUTOnGPU, TheTwoMethodsReallyDiffer) {
     // On a steep table the two references disagree by far more than the
     // tolerance, so the test above tells the techniques apart.
@@ -147,6 +191,9 @@ TEST_F(LUTOnGPU, RefusesWhatItCannotApply) {
     EXPECT_FALSE(GPU::applyLUT(source, destination, m_gpu->create3DImage(3, 3, 4, iGPUImage::eRGBA32F))); // not a cube
     EXPECT_FALSE(GPU::applyLUT(Surface(), destination, lut));                                             // no GPU image
     EXPECT_FALSE(GPU::applyLUT(source, destination, lut, {}, GPU::eLUTInterpolation(7)));
+    LUTMapping tooLong;
+    tooLong.shaperSize = 10; // three curves of 10 points do not fit in 27 texels
+    EXPECT_FALSE(GPU::applyLUT(source, destination, lut, tooLong));
     Surface yuv = source;
     yuv.setDataFormat(Format::eUYVY);
     EXPECT_FALSE(GPU::applyLUT(yuv, destination, lut)); // Y'CbCr needs converting first

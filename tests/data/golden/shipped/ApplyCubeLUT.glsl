@@ -11,6 +11,12 @@
 
 
 
+
+
+
+
+
+
 out vec4 FragColor;
 
 uniform sampler2D Input;
@@ -21,6 +27,9 @@ uniform vec3 InScale;
 uniform vec3 InOffset;
 uniform float OutScale=1;
 uniform float OutOffset=0;
+uniform float ShaperSize=0;
+uniform vec3 LatticeScale;
+uniform vec3 LatticeOffset;
 
 
 float3 LatticePoint( float3 index )
@@ -29,9 +38,42 @@ float3 LatticePoint( float3 index )
 }
 
 
+
+
+
+float ShaperPoint( float k )
+{
+   float n = LutSize;
+   float slice = n * n;
+   float z = floor( ( k + 0.5 ) / slice );
+   float rest = k - z * slice;
+   if ( rest < 0.0 ) { z = z - 1.0; rest = rest + slice; }
+   if ( rest >= slice ) { z = z + 1.0; rest = rest - slice; }
+   float y = floor( ( rest + 0.5 ) / n );
+   float x = rest - y * n;
+   if ( x < 0.0 ) { y = y - 1.0; x = x + n; }
+   if ( x >= n ) { y = y + 1.0; x = x - n; }
+   return tex3D( Lut, ( float3( x, y, z ) + 0.5 ) / n ).a;
+}
+
+
+float ShaperCurve( float v, float first )
+{
+   float p = saturate( v ) * ( ShaperSize - 1.0 );
+   float i = min( floor( p ), ShaperSize - 2.0 );
+   return lerp( ShaperPoint( first + i ), ShaperPoint( first + i + 1.0 ), p - i );
+}
+
+
 float3 LatticePosition( float3 rgb )
 {
-   return saturate( rgb * InScale + InOffset ) * ( LutSize - 1.0 );
+   float3 c = rgb * InScale + InOffset;
+   if ( ShaperSize >= 2.0 )
+   {
+      float3 shaped = float3( ShaperCurve( c.r, 0.0 ), ShaperCurve( c.g, ShaperSize ), ShaperCurve( c.b, 2.0 * ShaperSize ) );
+      c = shaped * LatticeScale + LatticeOffset;
+   }
+   return saturate( c ) * ( LutSize - 1.0 );
 }
 
 
