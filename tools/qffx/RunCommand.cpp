@@ -3,6 +3,7 @@
 #include "EffectDrawing.h"
 #include "ParameterValues.h"
 #include "ToolEffects.h"
+#include "ToolFiles.h"
 
 #include "host/base/Strings.h"
 #include "host/image/HostImage.h"
@@ -30,6 +31,9 @@ int runRun(const Invocation& call) {
     const Ptr<ShaderEffectInfo> effect = openEffect(report, parsed.positional[0]);
     if (!effect) return eExitUsage;
 
+    std::string error;
+    if (!checkOutputName(parsed.value("--out"), "png", error)) return report.usage("--out " + error);
+
     std::map<std::string, std::string> inputFiles;
     for (const std::string& pair : parsed.values("--input")) {
         std::string name, file;
@@ -40,8 +44,7 @@ int runRun(const Invocation& call) {
     iGPUService* gpu = startGPU(report);
     if (!gpu) return eExitUsage;
 
-    std::string error;
-    const Ptr<HostImage> in = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error, gpu->maxImageSide());
+    const Ptr<HostImage> in = readPngInput(parsed.value("--in"), error, gpu->maxImageSide());
     if (!in) return report.bad(error);
 
     const ShaderCompilationOutput out = effect->compile();
@@ -68,6 +71,6 @@ int runRun(const Invocation& call) {
 
     const Ptr<HostImage> result = drawEffect(*effect, *out.shader, values, *gpu, *in, inputFiles, error);
     if (!result) return report.bad(error);
-    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *result, error)) return report.bad(error);
+    if (!writePngOutput(parsed.value("--out"), *result, error)) return report.bad(error);
     return eExitSuccess;
 }
