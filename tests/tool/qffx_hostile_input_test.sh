@@ -149,5 +149,27 @@ if [ "${3:-}" != "--no-memory-limit" ]; then
     grep -q "no frames" "$work/err" || fail "a huge --size without data: $(head -c 300 "$work/err")"
 fi
 
+# watch sees SIGINT at once while a file in its directory changes without end.
+mkdir -p "$work/w/shaders" "$work/w/templates"
+cp "$src"/resources/shaders/_utils.glsl "$src"/resources/shaders/_utils.fx "$src"/resources/shaders/Tint.fx "$work/w/shaders/"
+set -m
+XDG_CONFIG_HOME=$work/w/config "$qffx" watch --shaders "$work/w/shaders" --templates "$work/w/templates" 2>"$work/w/log" &
+watcher=$!
+set +m
+for _ in $(seq 300); do grep -q "qffx watch: watching" "$work/w/log" && break; sleep 0.1; done
+(for _ in $(seq 3000); do echo x >"$work/w/shaders/.Tint.fx.swp.fx"; sleep 0.01; done) &
+writer=$!
+sleep 1
+kill -INT $watcher
+start=$(date +%s%N)
+for _ in $(seq 100); do kill -0 $watcher 2>/dev/null || break; sleep 0.05; done
+elapsed=$((($(date +%s%N) - start) / 1000000))
+kill $writer 2>/dev/null
+wait $watcher
+status=$?
+[ $status -eq 0 ] || fail "watch under a stream of changes ended with $status: $(tail -3 "$work/w/log")"
+echo "watch ended ${elapsed} ms after SIGINT"
+[ $elapsed -lt 3000 ] || fail "watch took ${elapsed} ms to act on SIGINT under a stream of changes"
+
 [ $failures -eq 0 ] && echo "all hostile inputs handled"
 exit $((failures > 0))
