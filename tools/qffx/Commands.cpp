@@ -173,7 +173,8 @@ const std::vector<CommandSpec> kCommands = {
         "beside the editor while writing an effect.",
         {},
         0, 0, "takes no arguments",
-        "Ctrl-C (SIGINT) or SIGTERM shuts the manager down and ends with exit status 0.",
+        "Ctrl-C (SIGINT), SIGTERM or SIGHUP shuts the manager down and ends with exit\n"
+        "status 0.",
         runWatch,
     },
     {

@@ -2,9 +2,11 @@
 // repacks Y'CbCr samples exactly between formats of the same subsampling.
 #include "ColourNames.h"
 #include "Commands.h"
+#include "ConversionTable.h"
 #include "FrameFormats.h"
 #include "ProgressBar.h"
 #include "ToolEffects.h"
+#include "ToolFiles.h"
 
 #include "image/ColourConversion.h"
 
@@ -163,32 +165,47 @@ const FrameFormat* formatFor(const ParsedArgs& parsed, const char* option, const
     return f;
 }
 
-// The output file: a temporary file beside the target, renamed over it at the end.
-struct Output {
-    std::string path, temp;
-    std::FILE* file = nullptr;
-    bool open(const std::string& target, std::string& error) {
-        if (target == "-") return file = stdout, true;
-        path = target;
-        temp = target + ".partXXXXXX";
-        const int fd = mkstemp(temp.data());
-        if (fd < 0 || !(file = fdopen(fd, "wb"))) return error = "cannot write '" + target + "': " + std::strerror(errno), false;
-        return true;
+// The settings as the user gave them, for messages.
+std::string givenSettings(const ParsedArgs& parsed, bool inverse) {
+    std::string text;
+    for (const char* option : {"--range", "--colourimetry", "--gamut-scaling"}) {
+        if (!inverse && option == std::string_view("--gamut-scaling")) continue;
+        if (parsed.has(option)) text += (text.empty() ? "" : " ") + std::string(option) + " " + parsed.value(option);
     }
-    bool commit(std::string& error) {
-        if (file == stdout) return std::fflush(stdout) == 0;
-        const bool ok = std::fclose(file) == 0 && std::rename(temp.c_str(), path.c_str()) == 0;
-        file = nullptr;
-        if (!ok) error = "cannot write '" + path + "'";
-        return ok;
+    return text.empty() ? "the default settings" : text;
+}
+
+// Refuses settings that the coefficient table of the conversion's direction
+// does not hold: the library would set no coefficients and the output would
+// be zeros. Warns where the table gives another result than the one asked.
+int checkCoefficients(const FrameReader& reader, const FrameFormat& to, const Settings& settings, const ParsedArgs& parsed,
+                      const Reporter& report) {
+    Frame like;
+    like.kind = reader.kind(), like.bits = reader.bits();
+    Frame::eKind kind;
+    unsigned bits;
+    FrameWriter::target(to, like, kind, bits);
+    if (kind == like.kind) return eExitSuccess;
+    const bool forward = kind != Frame::eRGB, inverse = like.kind != Frame::eRGB;
+    if (inverse && inverseCoefficients(settings.colourimetry, settings.range, settings.gamut).empty())
+        return report.usage(givenSettings(parsed, true) +
+                            ": the Y'CbCr to RGB table has no coefficients for these settings (the output would be zeros); "
+                            "it takes " +
+                            inverseChoices());
+    if (forward) {
+        const WrittenCoefficients written = forwardCoefficients(settings.range, settings.colourimetry);
+        if (written.empty())
+            return report.usage(givenSettings(parsed, false) +
+                                ": the RGB to Y'CbCr table has no coefficients for these settings (the output would be "
+                                "zeros); it takes " +
+                                forwardChoices());
+        if (settings.range == Data::Video::eFullRange &&
+            written == forwardCoefficients(Data::Video::eLegalRange, settings.colourimetry))
+            report.say("warning: " + givenSettings(parsed, false) +
+                       ": the RGB to Y'CbCr table writes legal levels for these settings, as --range legal does");
     }
-    ~Output() {
-        if (file && file != stdout) {
-            std::fclose(file);
-            std::remove(temp.c_str());
-        }
-    }
-};
+    return eExitSuccess;
+}
 
 } // namespace
 
@@ -223,11 +240,7 @@ int runConvert(const Invocation& call) {
     uint32_t width = 0, height = 0;
     if (parsed.has("--size")) {
         const std::string size = parsed.value("--size");
-        char* end = nullptr;
-        width = uint32_t(std::strtoul(size.c_str(), &end, 10));
-        height = end && *end == 'x' ? uint32_t(std::strtoul(end + 1, &end, 10)) : 0;
-        if (!end || *end || width == 0 || height == 0 || width > 16384 || height > 16384)
-            return report.usage("--size takes WxH (1 to 16384 each), not '" + size + "'");
+        if (!parseFrameSize(size, width, height)) return report.usage("--size takes WxH (1 to 16384 each), not '" + size + "'");
     }
 
     std::string error;
@@ -250,9 +263,10 @@ int runConvert(const Invocation& call) {
 
     FrameReader reader;
     if (!reader.open(*from, in, width, height, error)) return report.bad(error);
-    Output output;
+    if (const int status = checkCoefficients(reader, *to, settings, parsed, report); status != eExitSuccess) return status;
+    OutputFile output;
     if (!output.open(outPath, error)) return report.bad(error);
-    FrameWriter writer(*to, output.file, reader.frameRate());
+    FrameWriter writer(*to, output.stream(), reader.frameRate());
     ProgressBar progress(stderr);
 
     GPUConversions gpu(settings, report);

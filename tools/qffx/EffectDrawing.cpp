@@ -1,4 +1,5 @@
 #include "EffectDrawing.h"
+#include "ToolFiles.h"
 
 #include "host/base/Strings.h"
 #include "host/image/CubeLUT.h"
@@ -52,7 +53,7 @@ Ptr<iGPUImage> readInputFile(const Shader::Input& input, const std::string& path
         error = "input '" + name + "' takes a picture, not the 3D look-up table '" + path + "'";
         return {};
     }
-    const Ptr<HostImage> picture = PngFile::read(file, error, gpu.maxImageSide());
+    const Ptr<HostImage> picture = readPngInput(path, error, gpu.maxImageSide());
     return picture ? picture->createGPUImage(gpu) : Ptr<iGPUImage>();
 }
 

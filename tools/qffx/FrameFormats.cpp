@@ -6,7 +6,10 @@
 #include "platform/png/PngFile.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <charconv>
 #include <cstring>
+#include <map>
 
 namespace {
 
@@ -25,6 +28,11 @@ const FrameFormat kFormats[] = {
     {"m101", Frame::eYCbCr422, 10, true, Format::eM101},
     {"dvs10", Frame::eYCbCr422, 10, true, Format::eDVS1},
 };
+
+std::string pixelsWide(uint32_t width) { return std::to_string(width) + (width == 1 ? " pixel wide" : " pixels wide"); }
+
+// A PNG input is a picture file: it is held to the picture file limit.
+constexpr size_t kMaxPngInputBytes = size_t(512) << 20;
 
 bool is(const FrameFormat& f, const char* name) { return std::strcmp(f.name, name) == 0; }
 uint32_t pairs(uint32_t width) { return (width + 1) / 2; }
@@ -97,6 +105,48 @@ const FrameFormat* findFrameFormat(const std::string& name) {
     for (const FrameFormat& f : kFormats)
         if (name == f.name) return &f;
     return nullptr;
+}
+
+uint32_t parseFrameSide(std::string_view text) {
+    uint32_t v = 0;
+    if (text.empty() || text[0] < '0' || text[0] > '9') return 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
+    return ec == std::errc() && end == text.data() + text.size() && v <= kMaxFrameSide ? v : 0;
+}
+
+bool parseFrameSize(std::string_view text, uint32_t& width, uint32_t& height) {
+    const size_t x = text.find('x');
+    if (x == std::string_view::npos) return false;
+    width = parseFrameSide(text.substr(0, x));
+    height = parseFrameSide(text.substr(x + 1));
+    return width && height;
+}
+
+bool readPngStream(std::FILE* in, size_t limit, std::string& bytes, std::string& error) {
+    static constexpr char kSignature[8] = {'\x89', 'P', 'N', 'G', '\r', '\n', '\x1a', '\n'};
+    bytes.assign(8, '\0');
+    bytes.resize(std::fread(bytes.data(), 1, 8, in));
+    if (bytes.size() < 8 || std::memcmp(bytes.data(), kSignature, 8) != 0) return error = "the input is not a PNG file", false;
+    for (;;) {
+        char head[8];
+        const size_t n = std::fread(head, 1, sizeof head, in);
+        bytes.append(head, n);
+        if (n < sizeof head) return true;
+        const uint32_t length = uint32_t(uint8_t(head[0])) << 24 | uint32_t(uint8_t(head[1])) << 16 |
+                                uint32_t(uint8_t(head[2])) << 8 | uint32_t(uint8_t(head[3]));
+        if (length > 0x7fffffffu) return error = "the PNG input has a chunk longer than PNG allows", false;
+        if (bytes.size() + size_t(length) + 4 > limit)
+            return error = "the PNG input is larger than " + std::to_string(limit >> 20) + " MiB", false;
+        // The chunk's data and checksum, as they arrive.
+        char chunk[65536];
+        for (size_t left = size_t(length) + 4; left > 0;) {
+            const size_t got = std::fread(chunk, 1, std::min(left, sizeof chunk), in);
+            bytes.append(chunk, got);
+            if (got == 0) return true;
+            left -= got;
+        }
+        if (std::memcmp(head + 4, "IEND", 4) == 0) return true;
+    }
 }
 
 std::string frameFormatNames() {
@@ -204,9 +254,58 @@ void encodeRaw(const FrameFormat& f, const Frame& frame, std::vector<uint8_t>& o
     }
 }
 
-bool readExactly(std::FILE* in, void* data, size_t size, size_t& got) {
-    got = size ? std::fread(data, 1, size, in) : 0;
-    return got == size;
+// Reads `size` bytes into `bytes`, whose storage grows only as the data
+// arrives: a header's claim of a huge frame costs nothing until the frame's
+// bytes are there. `got` is what was read.
+bool readGrowing(std::FILE* in, std::vector<uint8_t>& bytes, size_t size, size_t& got) {
+    constexpr size_t kFirstStep = size_t(1) << 20;
+    got = 0;
+    while (got < size) {
+        const size_t want = std::min(size - got, std::max(kFirstStep, got));
+        if (bytes.size() < got + want) bytes.resize(got + want);
+        const size_t n = std::fread(bytes.data() + got, 1, want, in);
+        got += n;
+        if (n < want) return false;
+    }
+    return true;
+}
+
+// The parameters of a y4m line (the stream header after its signature, or a
+// frame header after FRAME) up to its newline: each token's first letter and
+// the rest. The format sets no length on a line, so only the first
+// kMaxY4mToken bytes of a token are kept (a longer value is kept as "\x7f",
+// which no check accepts) and only the last token of each letter: a line of
+// any length costs a few bytes. False at the end of the input before the newline.
+constexpr size_t kMaxY4mToken = 64;
+bool readY4mLine(std::FILE* in, std::map<char, std::string>& params) {
+    std::string token;
+    bool overlong = false;
+    for (;;) {
+        const int c = std::fgetc(in);
+        if (c == EOF) return false;
+        if (c == ' ' || c == '\n') {
+            if (!token.empty()) params[token[0]] = overlong ? std::string("\x7f") : token.substr(1);
+            token.clear();
+            overlong = false;
+            if (c == '\n') return true;
+        } else if (token.size() < kMaxY4mToken) {
+            token += char(c);
+        } else {
+            overlong = true;
+        }
+    }
+}
+
+// A y4m frame rate "N:D", both positive and within 32 bits.
+bool validRate(const std::string& rate) {
+    const size_t colon = rate.find(':');
+    if (colon == std::string::npos) return false;
+    const auto part = [&](std::string_view t) {
+        uint32_t v = 0;
+        const auto [end, ec] = std::from_chars(t.data(), t.data() + t.size(), v);
+        return !t.empty() && ec == std::errc() && end == t.data() + t.size() && v > 0;
+    };
+    return part(std::string_view(rate).substr(0, colon)) && part(std::string_view(rate).substr(colon + 1));
 }
 
 const char* y4mTag(Frame::eKind kind, unsigned bits) {
@@ -225,12 +324,15 @@ bool FrameReader::open(const FrameFormat& format, std::FILE* in, uint32_t width,
     m_bits = format.bits;
     m_width = width, m_height = height;
     if (is(format, "png")) {
-        std::vector<uint8_t> bytes;
-        uint8_t chunk[65536];
-        for (size_t n; (n = std::fread(chunk, 1, sizeof chunk, in)) > 0;) bytes.insert(bytes.end(), chunk, chunk + n);
+        std::string bytes;
+        if (!readPngStream(in, kMaxPngInputBytes, bytes, error)) return false;
         const Ptr<HostImage> image = PngFile::decode(bytes.data(), bytes.size(), error, "the PNG input");
         if (!image) return false;
         m_width = uint32_t(image->getWidth()), m_height = uint32_t(image->getHeight());
+        if ((width || height) && (width != m_width || height != m_height))
+            return error = "--size " + std::to_string(width) + "x" + std::to_string(height) + " differs from the PNG size " +
+                           std::to_string(m_width) + "x" + std::to_string(m_height),
+                   false;
         m_bits = image->getFormat() == iGPUImage::eRGBA8 ? 8 : 16;
         const Ptr<HostImage> pixels = m_bits == 8 ? image : image->convertedTo(iGPUImage::eRGBA16);
         m_png.allocate(Frame::eRGB, m_width, m_height, m_bits);
@@ -240,19 +342,16 @@ bool FrameReader::open(const FrameFormat& format, std::FILE* in, uint32_t width,
         return true;
     }
     if (is(format, "y4m")) {
-        std::string header;
-        for (int c; (c = std::fgetc(in)) != EOF && c != '\n' && header.size() < 4096;) header += char(c);
-        if (!header.starts_with("YUV4MPEG2 ")) return error = "the input is not a YUV4MPEG2 stream", false;
-        std::string colour = "420jpeg";
-        uint32_t w = 0, h = 0;
-        for (size_t at = 10; at < header.size();) {
-            const size_t end = std::min(header.find(' ', at), header.size());
-            const std::string token = header.substr(at, end - at);
-            if (!token.empty() && token[0] == 'W') w = uint32_t(std::strtoul(token.c_str() + 1, nullptr, 10));
-            if (!token.empty() && token[0] == 'H') h = uint32_t(std::strtoul(token.c_str() + 1, nullptr, 10));
-            if (!token.empty() && token[0] == 'F') m_rate = token.substr(1);
-            if (!token.empty() && token[0] == 'C') colour = token.substr(1);
-            at = end + 1;
+        char signature[9];
+        std::map<char, std::string> params;
+        if (std::fread(signature, 1, 9, in) != 9 || std::memcmp(signature, "YUV4MPEG2", 9) != 0)
+            return error = "the input is not a YUV4MPEG2 stream", false;
+        if (!readY4mLine(in, params)) return error = "the y4m header ends before its newline", false;
+        const std::string colour = params.count('C') ? params['C'] : "420jpeg";
+        const uint32_t w = parseFrameSide(params['W']), h = parseFrameSide(params['H']);
+        if (params.count('F')) {
+            if (!validRate(params['F'])) return error = "the y4m header has no valid frame rate (F)", false;
+            m_rate = params['F'];
         }
         if (colour == "422" || colour == "444" || colour == "422p10" || colour == "444p10") {
             m_kind = colour.starts_with("444") ? Frame::eYCbCr444 : Frame::eYCbCr422;
@@ -260,7 +359,7 @@ bool FrameReader::open(const FrameFormat& format, std::FILE* in, uint32_t width,
         } else {
             return error = "y4m colour space C" + colour + " is not supported (422, 444, 422p10, 444p10)", false;
         }
-        if (w == 0 || h == 0 || w > 16384 || h > 16384) return error = "the y4m header has no valid size", false;
+        if (w == 0 || h == 0) return error = "the y4m header has no valid size (W and H, 1 to 16384)", false;
         if ((width || height) && (width != w || height != h))
             return error = "--size " + std::to_string(width) + "x" + std::to_string(height) + " differs from the y4m size " +
                            std::to_string(w) + "x" + std::to_string(h),
@@ -269,6 +368,7 @@ bool FrameReader::open(const FrameFormat& format, std::FILE* in, uint32_t width,
         return true;
     }
     if (!width || !height) return error = "--size WxH is needed for raw " + std::string(format.name) + " input", false;
+    if (frameBytes() == 0) return error = std::string(format.name) + " frames " + pixelsWide(width) + " hold no bytes", false;
     return true;
 }
 
@@ -295,22 +395,25 @@ bool FrameReader::next(Frame& frame, std::string& error) {
         frame = std::move(m_png);
         return true;
     }
-    frame.allocate(m_kind, m_width, m_height, m_bits);
     if (is(*m_format, "y4m")) {
-        std::string marker;
-        int c = std::fgetc(m_in);
-        if (c == EOF) return false;
-        for (; c != EOF && c != '\n' && marker.size() < 1024; c = std::fgetc(m_in)) marker += char(c);
-        if (!marker.starts_with("FRAME")) return error = "malformed y4m frame header", false;
+        // "FRAME", then the frame's parameters (ignored) or at once its newline.
+        char marker[6];
+        const size_t n = std::fread(marker, 1, sizeof marker, m_in);
+        if (n == 0) return false;
+        std::map<char, std::string> ignored;
+        if (n < sizeof marker || std::memcmp(marker, "FRAME", 5) != 0 || (marker[5] != '\n' && marker[5] != ' ') ||
+            (marker[5] == ' ' && !readY4mLine(m_in, ignored)))
+            return error = "malformed y4m frame header", false;
     }
     const size_t size = is(*m_format, "y4m") ? frameBytes() - 6 : frameBytes();
     std::vector<uint8_t>& bytes = m_bytes;
-    bytes.resize(size);
     size_t got = 0;
-    if (!readExactly(m_in, bytes.data(), size, got)) {
+    if (!readGrowing(m_in, bytes, size, got)) {
         if (got == 0 && !is(*m_format, "y4m")) return false; // a clean end between frames
         return error = "truncated frame: " + std::to_string(got) + " of " + std::to_string(size) + " bytes", false;
     }
+    // The samples are made only once their bytes are all there.
+    frame.allocate(m_kind, m_width, m_height, m_bits);
     if (is(*m_format, "y4m") || is(*m_format, "yuv422p10le") || is(*m_format, "yuv444p10le"))
         decodePlanar(bytes.data(), frame);
     else
@@ -355,10 +458,11 @@ bool FrameWriter::write(const Frame& frame, std::string& error) {
     } else {
         encodeRaw(m_format, frame, bytes);
     }
+    if (bytes.empty()) return error = std::string(m_format.name) + " cannot hold a frame " + pixelsWide(frame.width), false;
     ++m_frames;
     if ((!header.empty() && std::fwrite(header.data(), 1, header.size(), m_out) != header.size()) ||
         std::fwrite(bytes.data(), 1, bytes.size(), m_out) != bytes.size())
-        return error = "cannot write the output", false;
+        return error = std::string("cannot write the output: ") + std::strerror(errno), false;
     return true;
 }
 

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct Frame {
@@ -40,6 +41,20 @@ struct FrameFormat {
 // depth from the file.
 const FrameFormat* findFrameFormat(const std::string& name);
 std::string frameFormatNames();
+
+// The largest side of a frame, in pixels.
+constexpr uint32_t kMaxFrameSide = 16384;
+// A side of 1 to kMaxFrameSide pixels written in decimal digits alone (no
+// sign, no blanks), or 0: a number that does not fit is refused, not wrapped.
+uint32_t parseFrameSide(std::string_view text);
+// "WxH", each side as parseFrameSide takes it; false otherwise.
+bool parseFrameSize(std::string_view text, uint32_t& width, uint32_t& height);
+
+// Reads a PNG file from a stream as far as its IEND chunk, chunk by chunk,
+// so that an input that never ends (a pipe, /dev/zero) is refused at its
+// first bytes or at `limit` bytes, not read into memory without end.
+// Truncated files come back as they are, for the decoder to describe.
+bool readPngStream(std::FILE* in, size_t limit, std::string& bytes, std::string& error);
 
 // Reads frames one by one from a stream.
 class FrameReader {

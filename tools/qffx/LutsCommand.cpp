@@ -3,6 +3,7 @@
 #include "ColourNames.h"
 #include "Commands.h"
 #include "ToolEffects.h"
+#include "ToolFiles.h"
 #include "ToolJson.h"
 
 #include "host/base/Strings.h"
@@ -125,10 +126,11 @@ int apply(const Invocation& call) {
     if (method != "trilinear" && method != "tetrahedral")
         return report.usage("--interpolation is trilinear or tetrahedral, not '" + method + "'");
 
+    std::string error;
+    if (!checkOutputName(parsed.value("--out"), "png", error)) return report.usage("--out " + error);
     iGPUService* gpu = startGPU(report);
     if (!gpu) return eExitUsage;
-    std::string error;
-    const Ptr<HostImage> in = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error, gpu->maxImageSide());
+    const Ptr<HostImage> in = readPngInput(parsed.value("--in"), error, gpu->maxImageSide());
     if (!in) return report.bad(error);
 
     LUTManager::LoadedLUT lut;
@@ -143,7 +145,7 @@ int apply(const Invocation& call) {
     if (!result) return report.failed("cannot read the result back from the GPU");
     // Written beside the destination and renamed when complete: a failure
     // never leaves a partial picture under the destination's name.
-    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *result, error)) return report.failed(error);
+    if (!writePngOutput(parsed.value("--out"), *result, error)) return report.failed(error);
     return eExitSuccess;
 }
 #endif
@@ -173,9 +175,17 @@ int runLuts(const Invocation& call) {
 #ifdef QFFX_HAVE_PLATFORM
     if (sub == "apply") return apply(call);
 #endif
+    // A code the table does not name still gets the library's choice (its
+    // fallback), but not in silence.
+    const auto warnUnknown = [&](const std::string& text, Qf::Image::Colorimetry c) {
+        for (const ColourName& name : colourNames())
+            if (name.lut == c) return;
+        report.say("warning: colorimetry " + text + " is unknown (known: 1 to 8, or a name); the LUT printed is the fallback");
+    };
     if (sub == "aces-input" || sub == "aces-output") {
         const auto c = rest.size() == 1 ? lutColorimetry(rest[0]) : std::nullopt;
         if (!c) return report.usage(sub + " takes one colorimetry (a number or a name)");
+        warnUnknown(rest[0], *c);
         std::printf("%s\n",
                     utf8(sub == "aces-input" ? LUTManager::getACESInputLUT(*c) : LUTManager::getACESOutputLUT(*c)).c_str());
         return eExitSuccess;
@@ -184,6 +194,8 @@ int runLuts(const Invocation& call) {
         const auto from = rest.size() == 2 ? lutColorimetry(rest[0]) : std::nullopt;
         const auto to = rest.size() == 2 ? lutColorimetry(rest[1]) : std::nullopt;
         if (!from || !to) return report.usage(sub + " takes two colorimetries (numbers or names), FROM and TO");
+        warnUnknown(rest[0], *from);
+        warnUnknown(rest[1], *to);
         if (sub == "direct")
             std::printf("%s\n", utf8(LUTManager::getInputLUT(*from, *to)).c_str());
         else

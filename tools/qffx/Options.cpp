@@ -49,7 +49,8 @@ ParsedArgs parseArgs(const CommandArgs& args, std::span<const OptionSpec> own) {
             parsed.help = true;
             continue;
         }
-        if (!a.starts_with("-") || a == "-") {
+        // "-" alone, and negative numbers ("-1", "-.5"), are arguments, not options.
+        if (!a.starts_with("-") || a == "-" || (a.size() > 1 && ((a[1] >= '0' && a[1] <= '9') || a[1] == '.'))) {
             parsed.positional.push_back(a);
             continue;
         }

@@ -36,7 +36,7 @@ struct ParsedArgs {
 
 // Parses the options of `own` and commonOptions() (--help and -h set `help`)
 // and the positional arguments. "--name=value" and "--name value" are the
-// same; "-" alone is a positional argument. Stops at the first error.
+// same; "-" alone and negative numbers ("-1") are positional arguments. Stops at the first error.
 ParsedArgs parseArgs(const CommandArgs& args, std::span<const OptionSpec> own);
 
 // Makes --shaders and --templates the effects and effect-templates

@@ -9,6 +9,7 @@
 #include "Commands.h"
 #include "EffectDrawing.h"
 #include "ToolEffects.h"
+#include "ToolFiles.h"
 
 #include "fonts/GPUFontCache.h"
 #include "host/base/Strings.h"
@@ -104,12 +105,16 @@ int runPreview(const Invocation& call) {
     const ParsedArgs& parsed = call.args;
     const Reporter& report = call.report;
 
+    std::string error;
+    const std::string outPath = parsed.value("--out");
+    if (!checkOutputName(outPath, "png", error)) return report.usage("--out " + error);
+    // The sheet on standard output: the values go to standard error.
+    std::FILE* const text = outPath == "-" ? stderr : stdout;
     Ptr<ShaderEffectInfo> effect;
     iGPUService* gpu = openEffectOnGPU(report, parsed.positional[0], effect);
     if (!gpu) return eExitUsage;
-    std::string error;
     Ptr<HostImage> picture = testPicture();
-    if (parsed.has("--in")) picture = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error, gpu->maxImageSide());
+    if (parsed.has("--in")) picture = readPngInput(parsed.value("--in"), error, gpu->maxImageSide());
     if (!picture) return report.bad(error.empty() ? "cannot make the test picture" : error);
     const ShaderCompilationOutput out = effect->compile();
     if (!out.shader) {
@@ -152,7 +157,7 @@ int runPreview(const Invocation& call) {
     const Ptr<HostImage> defaults = draw();
     if (!defaults) return report.failed(error);
     place(*defaults, 0, 1, "defaults");
-    std::printf("row 1: untouched, defaults\n");
+    std::fprintf(text, "row 1: untouched, defaults\n");
 
     for (size_t r = 0; r < sweeps.size(); ++r) {
         const Sweep& sweep = sweeps[r];
@@ -170,10 +175,9 @@ int runPreview(const Invocation& call) {
         }
         // Back to the default for the rows that follow.
         value.setFloat(float(property(sweep.parameter, Shader::PropertyKey::kDefault)));
-        std::printf("row %zu: %s = %s\n", r + 2, sweep.parameter.id.c_str(), printed.c_str());
+        std::fprintf(text, "row %zu: %s = %s\n", r + 2, sweep.parameter.id.c_str(), printed.c_str());
     }
 
-    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *withLabels(sheet, labels, *gpu), error))
-        return report.bad(error);
+    if (!writePngOutput(outPath, *withLabels(sheet, labels, *gpu), error)) return report.bad(error);
     return eExitSuccess;
 }

@@ -3,6 +3,7 @@
 #include "EffectDrawing.h"
 #include "ParameterValues.h"
 #include "ToolEffects.h"
+#include "ToolFiles.h"
 
 #include "host/base/Strings.h"
 #include "host/image/HostImage.h"
@@ -27,6 +28,9 @@ int runRun(const Invocation& call) {
     const ParsedArgs& parsed = call.args;
     const Reporter& report = call.report;
 
+    std::string error;
+    if (!checkOutputName(parsed.value("--out"), "png", error)) return report.usage("--out " + error);
+
     std::map<std::string, std::string> inputFiles;
     for (const std::string& pair : parsed.values("--input")) {
         std::string name, file;
@@ -38,8 +42,7 @@ int runRun(const Invocation& call) {
     iGPUService* gpu = openEffectOnGPU(report, parsed.positional[0], effect);
     if (!gpu) return eExitUsage;
 
-    std::string error;
-    const Ptr<HostImage> in = PngFile::read(fromUTF8(parsed.value("--in").c_str()), error, gpu->maxImageSide());
+    const Ptr<HostImage> in = readPngInput(parsed.value("--in"), error, gpu->maxImageSide());
     if (!in) return report.bad(error);
 
     const ShaderCompilationOutput out = effect->compile();
@@ -66,6 +69,6 @@ int runRun(const Invocation& call) {
 
     const Ptr<HostImage> result = drawEffect(*effect, *out.shader, values, *gpu, *in, inputFiles, error);
     if (!result) return report.bad(error);
-    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *result, error)) return report.bad(error);
+    if (!writePngOutput(parsed.value("--out"), *result, error)) return report.bad(error);
     return eExitSuccess;
 }

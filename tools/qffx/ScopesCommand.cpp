@@ -2,6 +2,7 @@
 // kernels (Qf::Image::Scopes), drawn as pictures and printed as numbers.
 #include "Commands.h"
 #include "ToolEffects.h"
+#include "ToolFiles.h"
 #include "ToolJson.h"
 
 #include "host/base/Strings.h"
@@ -173,7 +174,7 @@ int runScopes(const Invocation& call) {
 
     const std::string inPath = parsed.value("--in");
     std::string error;
-    const Ptr<HostImage> picture = PngFile::read(fromUTF8(inPath.c_str()), error);
+    const Ptr<HostImage> picture = readPngInput(inPath, error);
     if (!picture) return report.bad(error);
     const Surface frame = surfaceOf(*picture);
     if (frame.isEmpty()) return report.bad("cannot hold " + inPath + " as a frame");
@@ -201,16 +202,17 @@ int runScopes(const Invocation& call) {
         files.emplace_back((std::filesystem::path(dir) / (stem + "_" + p.kind + ".png")).string(), std::move(bytes));
     }
     if (!makeDirectories(fromUTF8(dir.c_str()))) return report.bad("cannot make the directory " + dir);
-    // Written beside their places first and renamed in only when all are
-    // there, so a failure leaves the directory as it was.
-    const std::string suffix = ".part" + std::to_string(getpid());
-    for (size_t i = 0; i < files.size(); ++i)
-        if (!Files::writeWholeFile(fromUTF8((files[i].first + suffix).c_str()), files[i].second.data(), files[i].second.size(),
-                                   error)) {
-            for (size_t j = 0; j < i; ++j) std::remove((files[j].first + suffix).c_str());
-            return report.bad(error);
-        }
-    for (const auto& file : files) std::rename((file.first + suffix).c_str(), file.first.c_str());
+    // All three are written completely before the first is renamed in, so
+    // that a failure while writing leaves the directory as it was.
+    OutputFile outputs[3];
+    for (size_t i = 0; i < files.size(); ++i) {
+        const auto& [path, bytes] = files[i];
+        if (!outputs[i].open(path, error)) return report.bad(error);
+        if (std::fwrite(bytes.data(), 1, bytes.size(), outputs[i].stream()) != bytes.size() || !outputs[i].finish(error))
+            return report.bad(error.empty() ? "cannot write '" + path + "'" : error);
+    }
+    for (OutputFile& output : outputs)
+        if (!output.commit(error)) return report.failed(error);
 
     uint32_t peakCount = 0;
     size_t peakIndex = 0;

@@ -2,6 +2,7 @@
 #include "Commands.h"
 #include "ParameterValues.h"
 #include "ToolEffects.h"
+#include "ToolFiles.h"
 
 #include "fonts/GPUFontCache.h"
 #include "host/base/Strings.h"
@@ -62,6 +63,6 @@ int runText(const Invocation& call) {
     const Ptr<HostImage> result = HostImage::fromGPUImage(*target);
     if (!result) return report.failed("cannot read the picture back from the GPU");
     std::string error;
-    if (!PngFile::write(fromUTF8(parsed.value("--out").c_str()), *result, error)) return report.bad(error);
+    if (!writePngOutput(parsed.value("--out"), *result, error)) return report.bad(error);
     return eExitSuccess;
 }

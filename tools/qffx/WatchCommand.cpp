@@ -20,6 +20,7 @@
 #include <sys/inotify.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 using Qf::FxResources::Manager;
@@ -29,6 +30,14 @@ namespace {
 // Changes that settle within this time are taken together (an editor's save
 // often renames and writes in several steps).
 constexpr int kSettleMilliseconds = 150;
+// A directory that never settles (an editor's swap file written without end)
+// is recompiled at least this often.
+constexpr int kMaxSettleMilliseconds = 2000;
+// Signals are looked at at least this often, whatever the events do.
+constexpr int kSignalMilliseconds = 50;
+// The changed names kept between two recompilations: beyond, a change is
+// still noticed but its errors are not printed by name.
+constexpr size_t kMaxChangedNames = 1024;
 
 bool isEffectFile(const char* name) {
     const std::string n = name;
@@ -37,18 +46,30 @@ bool isEffectFile(const char* name) {
 
 // Reads the pending events, adding the path of each effect file they concern
 // (`dirs`: the watched directory of each watch descriptor).
-void drainEvents(int fd, const std::map<int, std::string>& dirs, std::set<std::string>& changed) {
+// Reads at most a few buffers, so that a stream of events cannot keep it
+// here; returns whether any event came.
+bool drainEvents(int fd, const std::map<int, std::string>& dirs, std::set<std::string>& changed) {
     alignas(inotify_event) char buffer[16384];
-    for (;;) {
+    bool any = false;
+    for (int reads = 0; reads < 16; ++reads) {
         const ssize_t n = read(fd, buffer, sizeof(buffer));
-        if (n <= 0) return; // EAGAIN: nothing more for now
+        if (n <= 0) return any; // EAGAIN: nothing more for now
+        any = true;
         for (ssize_t at = 0; at < n;) {
             const auto* e = reinterpret_cast<const inotify_event*>(buffer + at);
             if (e->len && isEffectFile(e->name))
-                if (const auto dir = dirs.find(e->wd); dir != dirs.end()) changed.insert(dir->second + e->name);
+                if (const auto dir = dirs.find(e->wd); dir != dirs.end() && changed.size() < kMaxChangedNames)
+                    changed.insert(dir->second + e->name);
             at += ssize_t(sizeof(inotify_event) + e->len);
         }
     }
+    return any;
+}
+
+int64_t nowMilliseconds() {
+    timespec t{};
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return int64_t(t.tv_sec) * 1000 + t.tv_nsec / 1000000;
 }
 
 // After the manager's lines: the errors of each changed effect file that
@@ -74,6 +95,7 @@ int runWatch(const Invocation& call) {
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
     const int signalFd = signalfd(-1, &signals, SFD_CLOEXEC);
@@ -109,8 +131,23 @@ int runWatch(const Invocation& call) {
         if (!(fds[1].revents & POLLIN)) continue;
         std::set<std::string> changed;
         drainEvents(watchFd, watched, changed);
-        // Wait until the directory has been quiet for a moment.
-        while (poll(&fds[1], 1, kSettleMilliseconds) > 0) drainEvents(watchFd, watched, changed);
+        // Wait until the directory has been quiet for a moment, or for the
+        // longest settle; a signal ends the wait at once.
+        bool stop = false;
+        const int64_t start = nowMilliseconds();
+        int64_t lastEvent = start;
+        for (;;) {
+            const int64_t now = nowMilliseconds();
+            if (now - lastEvent >= kSettleMilliseconds || now - start >= kMaxSettleMilliseconds) break;
+            fds[0].revents = fds[1].revents = 0;
+            if (poll(fds, 2, kSignalMilliseconds) < 0 && errno != EINTR) break;
+            if (fds[0].revents & POLLIN) {
+                stop = true;
+                break;
+            }
+            if ((fds[1].revents & POLLIN) && drainEvents(watchFd, watched, changed)) lastEvent = nowMilliseconds();
+        }
+        if (stop) break;
         if (changed.empty()) continue;
         manager.recompileAll();
         printChangedFileErrors(changed);

@@ -1,0 +1,1 @@
+m101 cannot hold a frame 1 pixel wide

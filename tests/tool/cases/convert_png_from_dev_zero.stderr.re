@@ -1,0 +1,1 @@
+the input is not a PNG file

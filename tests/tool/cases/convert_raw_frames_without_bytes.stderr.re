@@ -1,0 +1,1 @@
+m101 frames 1 pixel wide hold no bytes

@@ -1,0 +1,1 @@
+--range full --colourimetry bt2020: the RGB to Y'CbCr table has no coefficients for these settings \(the output would be zeros\); it takes --range legal with bt601, bt709, bt2020, bt2020-hlg, bt2020-pq, p3-dci or p3-display; --range full with bt601 or bt709

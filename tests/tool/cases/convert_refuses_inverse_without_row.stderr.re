@@ -1,0 +1,1 @@
+--colourimetry p3-dci --gamut-scaling legal: the Y'CbCr to RGB table has no coefficients.*--range legal --gamut-scaling legal with bt601 or bt709

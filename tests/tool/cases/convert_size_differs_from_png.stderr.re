@@ -1,0 +1,1 @@
+--size 3x3 differs from the PNG size

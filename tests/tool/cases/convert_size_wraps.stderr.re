@@ -1,0 +1,1 @@
+--size takes WxH \(1 to 16384 each\), not '4294967360x36'

@@ -1,0 +1,1 @@
+frame 1: malformed y4m frame header

@@ -1,0 +1,1 @@
+the y4m header has no valid size

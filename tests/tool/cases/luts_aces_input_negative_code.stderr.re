@@ -1,0 +1,1 @@
+warning: colorimetry -1 is unknown

@@ -1,0 +1,1 @@
+warning: colorimetry 99999 is unknown

@@ -1,0 +1,1 @@
+this command writes .png files, not .exr

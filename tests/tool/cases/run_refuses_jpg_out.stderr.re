@@ -1,0 +1,1 @@
+--out '{tmp}/y.jpg': this command writes .png files, not .jpg

@@ -1,0 +1,1 @@
+(?m)^  luma   levels +\d+\.\. *\d+, mean \d+\.\d$
