@@ -13,6 +13,8 @@ for target in build-fuzz/fuzz/fuzz_*; do
         fuzz_cube_reader) seeds=(tests/data/luts resources/luts) ;;
         fuzz_png_reader) seeds=(tests/data/png) ;;
         fuzz_compile_path) seeds=(resources/shaders tests/data/golden) ;;
+        fuzz_frame_files) seeds=(tests/tool/data) ;;
+        fuzz_tool_options) seeds=(tests/tool/cases) ;;
         *) seeds=() ;;
     esac
     work=$(mktemp -d)
