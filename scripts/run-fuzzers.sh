@@ -16,6 +16,8 @@ for target in build-fuzz/fuzz/fuzz_*; do
         fuzz_compile_path) seeds=(resources/shaders tests/data/golden) ;;
         fuzz_preferences) seeds=(fuzz/seeds/preferences) ;;
         fuzz_utf8) seeds=(fuzz/seeds/utf8) ;;
+        fuzz_frame_files) seeds=(tests/tool/data) ;;
+        fuzz_tool_options) seeds=(tests/tool/cases) ;;
         *) seeds=() ;;
     esac
     work=$(mktemp -d)
