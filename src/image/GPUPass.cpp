@@ -17,6 +17,8 @@ template <typename... F>
 struct Overloaded : F... {
     using F::operator()...;
 };
+template <typename... F>
+Overloaded(F...) -> Overloaded<F...>; // clang before 17 deduces no aggregate
 
 ShaderInputBinding withCorners(const char* name, const Ptr<iGPUImage>& image, float u0, float u1, float v0, float v1) {
     return {name, image, {{u0, v0}, {u1, v0}, {u0, v1}, {u1, v1}}};
